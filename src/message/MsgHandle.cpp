@@ -1,0 +1,7 @@
+#include "ostrel/MsgHandle.h"
+
+namespace ostrel {
+
+MsgHandle::~MsgHandle() = default;
+
+} // namespace ostrel

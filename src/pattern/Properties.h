@@ -1,0 +1,25 @@
+#ifndef OSTREL_PATTERN_PROPERTIES_H
+#define OSTREL_PATTERN_PROPERTIES_H
+
+#include "ostrel/MsgPattern.h"
+
+#include <initializer_list>
+#include <string>
+
+namespace ostrel::detail {
+
+/// The properties that a pattern accepts.
+using PropertyList = std::initializer_list<channel_prop_t>;
+
+/// Throws std::logic_error unless `prop` is among `accepted`; the text names the value.
+void requireSettable(PropertyList accepted, channel_prop_t prop, const std::string& value);
+
+/// Throws std::logic_error unless `prop` is among `accepted`.
+void requireQueryable(PropertyList accepted, channel_prop_t prop);
+
+/// Throws std::logic_error unless `valid`; the text names the endpoint.
+void requireEndpoint(bool valid, const std::string& endpoint);
+
+} // namespace ostrel::detail
+
+#endif

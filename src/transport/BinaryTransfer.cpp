@@ -1,0 +1,111 @@
+// The transport's binary messages: an optional identity frame, the header, one frame per part.
+
+#include "log/Logged.h"
+#include "message/Bounds.h"
+#include "message/PartBytes.h"
+#include "ostrel/IpcMsg.h"
+#include "ostrel/ZMQWrapper.h"
+#include "transport/Header.h"
+#include "transport/Transfer.h"
+
+#include <cstdio>
+
+namespace ostrel {
+
+using detail::Arrival;
+using detail::Frame;
+using detail::logged;
+
+namespace {
+
+void sendPart(void* socket, IpcMsg& msg, int index)
+{
+    const bool last = index == msg.getNumParts() - 1;
+    Frame frame;
+    const DataPart& part = msg[static_cast<unsigned int>(index)];
+    // A negative size becomes one that no frame can have: ZeroMQ refuses it.
+    detail::sendFrame(frame, socket, part.mData, static_cast<std::size_t>(part.mSize),
+                      last ? detail::lastFrame : detail::moreFrames);
+}
+
+const void* requireData(Frame& frame)
+{
+    const void* data = frame.data();
+    detail::require(data != nullptr, "ZeroMQ frame without data");
+    return data;
+}
+
+void appendPart(IpcMsg& msg, Frame& frame, int size)
+{
+    const auto index = static_cast<unsigned int>(msg.getNumParts());
+    msg.setNumParts(index + 1);
+    DataPart& part = msg[index];
+    part.mData = detail::copyBytes(frame.data(), size);
+    part.mSize = size;
+}
+
+} // namespace
+
+int ZMQWrapper::send(void* socket, IpcMsg* msg) const
+{
+    return logged("Error : Ostrel::ZMQWrapper::send() : ", [&] {
+        if (socket == nullptr || msg == nullptr) {
+            return -1;
+        }
+        const auto header = detail::encodeHeader(msg->getMsgType(), msg->getMsgSubType());
+        int next = 0;
+        if (__atomic_load_n(&mIdentityEnabled, __ATOMIC_RELAXED)) {
+            sendPart(socket, *msg, next++);
+        }
+        {
+            // Always with more to come, also when nothing does: see the public contract.
+            Frame frame;
+            detail::sendFrame(frame, socket, header.data(), header.size(), detail::moreFrames);
+        }
+        for (; next < msg->getNumParts(); ++next) {
+            sendPart(socket, *msg, next);
+        }
+        return msg->getNumParts();
+    });
+}
+
+int ZMQWrapper::receive(void* socket, IpcMsg*& msg, long timeout) const
+{
+    return logged("Error : Ostrel::ZMQWrapper::receive() : ", [&] {
+        if (socket == nullptr || msg == nullptr || timeout < -1) {
+            std::puts("invalid input");
+            return -1;
+        }
+        // The message is not emptied: parts are appended. Kept: applications rely on it.
+        bool identityPending = __atomic_load_n(&mIdentityEnabled, __ATOMIC_RELAXED);
+        bool headerPending = true;
+        int type = 0;
+        const Arrival arrival = detail::receiveFrames(
+            socket, timeout, [] { std::puts("ZMQWrapper::receive: about to receive the msg"); },
+            [&](Frame& frame) {
+                const std::size_t length = frame.size();
+                const int size = static_cast<int>(length);
+                if (identityPending) {
+                    std::printf("get the identity size %d\n", size);
+                    appendPart(*msg, frame, size);
+                } else if (headerPending && length == detail::headerSize) {
+                    std::printf("get the msg hdr size %d\n", size);
+                    type = detail::decodeType(requireData(frame));
+                    headerPending = false;
+                } else if (headerPending) {
+                    // Dropped; the next frame is tried as the header.
+                    std::printf("ZMQWrapper::receive: something is messed up ... size=%d\n", size);
+                } else {
+                    std::printf("get the msg size %d\n", size);
+                    appendPart(*msg, frame, size);
+                }
+                identityPending = false;
+            });
+        if (arrival == Arrival::message) {
+            msg->setMsgType(type);
+        }
+        return detail::receiveResult(arrival, msg->getNumParts());
+    });
+}
+
+} // namespace ostrel
