@@ -1,0 +1,27 @@
+#ifndef OSTREL_TESTS_SUPPORT_ALLOCFAULT_H
+#define OSTREL_TESTS_SUPPORT_ALLOCFAULT_H
+
+namespace support {
+
+/// Makes one allocation of this thread fail: the `nth` (from 1) call of malloc() or operator new
+/// after construction, until destruction. The test program defines both.
+///
+/// ZeroMQ's own allocations do not count; it aborts when one fails.
+class AllocFault {
+public:
+    explicit AllocFault(int nth);
+    ~AllocFault();
+    AllocFault(const AllocFault&) = delete;
+    AllocFault& operator=(const AllocFault&) = delete;
+
+    /// Whether the allocation was asked for, and so failed.
+    bool happened() const;
+
+    /// Stops counting, until as many calls of resume(), on this thread.
+    static void pause();
+    static void resume();
+};
+
+} // namespace support
+
+#endif
