@@ -1,7 +1,6 @@
 // The transport's context, endpoints and options.
 
 #include "log/Logged.h"
-#include "ostrel/Logger.h"
 #include "ostrel/ZMQWrapper.h"
 #include "transport/ZmqError.h"
 
