@@ -60,7 +60,8 @@ int MsgChannel::receive(std::string& topic, StringMsg* msg, long timeout)
     if (msg->getNumParts() == 0) {
         return result;
     }
-    topic = (*msg)[0].c_str(); // Up to its first zero byte.
+    const char* text = (*msg)[0].c_str(); // Up to its first zero byte.
+    topic = text;
     msg->removePart(0);
     return msg->getNumParts();
 }

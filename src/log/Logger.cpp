@@ -5,7 +5,7 @@
 namespace ostrel {
 
 int Logger::facility = LOG_LOCAL1;
-std::string Logger::app_name = "Ostrel";
+std::string Logger::app_name = "Ostrel"; // NOLINT(cert-err58-cpp): too short to allocate
 
 namespace {
 
