@@ -6,7 +6,7 @@
 
 namespace ostrel::detail {
 
-void logFailure(const char* prefix, const char* what) noexcept
+void logFailure(const char* prefix, const char* what)
 {
     try {
         Logger::error(std::string(prefix) + what);

@@ -35,7 +35,6 @@ IpcMsg::IpcMsg(int type, char* data, int size, MsgHandle* handle)
     mParts.resize(1);
     mParts[0].mData = detail::copyBytes(data, size);
     mParts[0].mSize = size;
-    // Adopted last: a caller whose message could not be made still owns its handle.
     mHandle = handle;
 }
 

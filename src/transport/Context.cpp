@@ -34,7 +34,7 @@ constexpr KeepAlive keepAlives[] = {
 
 // Closing goes on, and its caller is a destructor: a failure without a text of ZeroMQ's is logged
 // with the fixed text alone, and one whose line cannot be built is given up.
-void logCloseFailure(const char* text, int error) noexcept
+void logCloseFailure(const char* text, int error)
 {
     const char* detail = zmq_strerror(error);
     detail::logFailure(text, detail == nullptr ? "" : detail);
