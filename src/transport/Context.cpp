@@ -109,7 +109,8 @@ void ZMQWrapper::registerSender(void* socket, const std::string& endpoint) const
 {
     logged("Error : Ostrel::ZMQWrapper::registerSender() : ", [&] {
         if (zmq_bind(socket, endpoint.c_str()) == -1) {
-            throw std::runtime_error(zmqText("Failed to bind ZeroMQ Socket : ", errno) +
+            const int error = errno; // The exception is allocated before its text is built.
+            throw std::runtime_error(zmqText("Failed to bind ZeroMQ Socket : ", error) +
                                      " : End Point : " + endpoint);
         }
     });
@@ -119,7 +120,8 @@ void ZMQWrapper::registerReceiver(void* socket, const std::string& endpoint) con
 {
     logged("Error : Ostrel::ZMQWrapper::registerReceiver() : ", [&] {
         if (zmq_connect(socket, endpoint.c_str()) == -1) {
-            throw std::runtime_error(zmqText("Failed to connect ZeroMQ Socket : ", errno) +
+            const int error = errno; // The exception is allocated before its text is built.
+            throw std::runtime_error(zmqText("Failed to connect ZeroMQ Socket : ", error) +
                                      " : End Point : " + endpoint);
         }
     });
