@@ -48,7 +48,12 @@ ZMQWrapper* ZMQWrapper::getInstance()
     return &instance;
 }
 
-ZMQWrapper::ZMQWrapper() : mContext(nullptr), mIdentityEnabled(false), mIdentity()
+// The table comes first: running out of memory for it must not leave a context behind.
+ZMQWrapper::ZMQWrapper()
+    : mOptionMap{{OPT_SUBSCRIBE, ZMQ_SUBSCRIBE},
+                 {OPT_UNSUBSCRIBE, ZMQ_UNSUBSCRIBE},
+                 {OPT_IDENTITY, ZMQ_IDENTITY}},
+      mContext(nullptr), mIdentityEnabled(false), mIdentity()
 {
     logged("Error : Ostrel::ZMQWrapper::ZMQWrapper() : ", [&] {
         mContext = zmq_ctx_new();
@@ -59,9 +64,6 @@ ZMQWrapper::ZMQWrapper() : mContext(nullptr), mIdentityEnabled(false), mIdentity
         // place.
         check(zmq_ctx_set(mContext, ZMQ_IO_THREADS, 1), "Failed to set ZMQ_IO_THREADS : ");
     });
-    mOptionMap[OPT_SUBSCRIBE] = ZMQ_SUBSCRIBE;
-    mOptionMap[OPT_UNSUBSCRIBE] = ZMQ_UNSUBSCRIBE;
-    mOptionMap[OPT_IDENTITY] = ZMQ_IDENTITY;
 }
 
 ZMQWrapper::~ZMQWrapper() = default;

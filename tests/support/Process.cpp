@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <poll.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,6 +23,8 @@ Process::Process(const std::vector<std::string>& command)
     std::fflush(nullptr);
     mPid = fork();
     if (mPid == 0) {
+        // A child must not outlive a test that was killed for its limit: ctest would wait for it.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
         dup2(mOutput, STDOUT_FILENO);
         execv(arguments[0], arguments.data());
         std::perror(arguments[0]);
