@@ -34,7 +34,8 @@ int MsgReplyServerChannel::ipcReceive(long timeout)
 {
     IpcMsg working;
     detail::dispatch(
-        mRunning, mCallbacks, working, [&](IpcMsg& msg) { return receive(&msg, timeout); },
+        mRunning, mCallbacks, working, detail::SilentTrace(),
+        [&](IpcMsg& msg) { return receive(&msg, timeout); },
         [&](auto callback) { callback(working.getMsgData(), working.getMsgSize(), this); });
     return 0;
 }

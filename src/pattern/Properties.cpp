@@ -35,4 +35,11 @@ void requireEndpoint(bool valid, const std::string& endpoint)
     }
 }
 
+void requireNoSocket(const void* socket, const std::string& stored)
+{
+    if (socket != nullptr) {
+        throw std::logic_error("Publisher Endpoint already set : " + stored);
+    }
+}
+
 } // namespace ostrel::detail

@@ -20,6 +20,10 @@ void requireQueryable(PropertyList accepted, channel_prop_t prop);
 /// Throws std::logic_error unless `valid`; the text names the endpoint.
 void requireEndpoint(bool valid, const std::string& endpoint);
 
+/// Throws std::logic_error when `socket` is there already; the text names the endpoint `stored`,
+/// not the new one.
+void requireNoSocket(const void* socket, const std::string& stored);
+
 } // namespace ostrel::detail
 
 #endif

@@ -2,11 +2,19 @@
 // compiled in.
 
 #include "ostrel/IpcMsg.h"
+#include "ostrel/MsgDealerClientChannel.h"
+#include "ostrel/MsgDealerClientPattern.h"
+#include "ostrel/MsgDealerWorkerChannel.h"
 #include "ostrel/MsgDealerWorkerHandle.h"
+#include "ostrel/MsgDealerWorkerPattern.h"
+#include "ostrel/MsgPublishChannel.h"
+#include "ostrel/MsgPublishPattern.h"
 #include "ostrel/MsgReplyPattern.h"
 #include "ostrel/MsgReplyServerChannel.h"
 #include "ostrel/MsgRequestClientChannel.h"
 #include "ostrel/MsgRequestPattern.h"
+#include "ostrel/MsgSubscribeChannel.h"
+#include "ostrel/MsgSubscribePattern.h"
 #include "ostrel/StringMsg.h"
 #include "ostrel/ZMQWrapper.h"
 
@@ -100,6 +108,30 @@ TEST(Layout, OfTheRequestAndReplyPatternsIsTheirBases)
     EXPECT_EQ(sizeof(MsgReplyPattern), sizeof(MsgPattern));
 }
 
+TEST(Layout, OfThePublishAndSubscribePatternsAddsTheFilters)
+{
+    static_assert(std::is_base_of<MsgPattern, MsgPublishPattern>::value);
+    static_assert(std::is_base_of<MsgPattern, MsgSubscribePattern>::value);
+    static_assert(is<decltype(MsgPublishPattern::mFilters), std::vector<std::string>>);
+    static_assert(is<decltype(MsgSubscribePattern::mFilters), std::vector<std::string>>);
+    EXPECT_EQ(offsetof(MsgPublishPattern, mFilters), 104U);
+    EXPECT_EQ(offsetof(MsgSubscribePattern, mFilters), 104U);
+    EXPECT_EQ(sizeof(MsgPublishPattern), 128U);
+    EXPECT_EQ(sizeof(MsgSubscribePattern), 128U);
+}
+
+TEST(Layout, OfTheDealerPatternsIsTheirBases)
+{
+    static_assert(std::is_base_of<MsgPattern, MsgDealerClientPattern>::value);
+    static_assert(std::is_base_of<MsgPattern, MsgDealerWorkerPattern>::value);
+    static_assert(is<decltype(MsgDealerWorkerPattern::mProxyMutex), pthread_mutex_t>);
+    static_assert(
+        is<decltype(MsgDealerWorkerPattern::mProxyThreads), std::map<std::string, unsigned long>>);
+    static_assert(is<decltype(&proxyThreadMain), void* (*)(void*)>);
+    EXPECT_EQ(sizeof(MsgDealerClientPattern), sizeof(MsgPattern));
+    EXPECT_EQ(sizeof(MsgDealerWorkerPattern), sizeof(MsgPattern));
+}
+
 TEST(Layout, OfAChannel)
 {
     static_assert(std::is_abstract<MsgChannel>::value);
@@ -127,6 +159,33 @@ TEST(Layout, OfTheReplyServerChannel)
     EXPECT_EQ(offsetof(MsgReplyServerChannel, mCallbacks), 56U);
     EXPECT_EQ(offsetof(MsgReplyServerChannel, mRunning), 104U);
     EXPECT_EQ(sizeof(MsgReplyServerChannel), 112U);
+}
+
+TEST(Layout, OfThePublishAndSubscribeChannels)
+{
+    using CallBacks = std::map<int, void (*)(const char*, int, MsgSubscribeChannel*)>;
+    static_assert(std::is_base_of<MsgChannel, MsgPublishChannel>::value);
+    static_assert(std::is_base_of<MsgChannel, MsgSubscribeChannel>::value);
+    static_assert(is<decltype(MsgSubscribeChannel::mCallbacks), CallBacks>);
+    static_assert(sizeof(MsgSubscribeChannel::mRunning) == sizeof(bool));
+    EXPECT_EQ(sizeof(MsgPublishChannel), sizeof(MsgChannel));
+    EXPECT_EQ(offsetof(MsgSubscribeChannel, mCallbacks), 56U);
+    EXPECT_EQ(offsetof(MsgSubscribeChannel, mRunning), 104U);
+    EXPECT_EQ(sizeof(MsgSubscribeChannel), 112U);
+}
+
+TEST(Layout, OfTheDealerChannels)
+{
+    using CallBacks =
+        std::map<int, void (*)(int, const char*, int, MsgDealerWorkerChannel*, MsgHandle*)>;
+    static_assert(std::is_base_of<MsgChannel, MsgDealerClientChannel>::value);
+    static_assert(std::is_base_of<MsgChannel, MsgDealerWorkerChannel>::value);
+    static_assert(is<decltype(MsgDealerWorkerChannel::mCallbacks), CallBacks>);
+    static_assert(sizeof(MsgDealerWorkerChannel::mRunning) == sizeof(bool));
+    EXPECT_EQ(sizeof(MsgDealerClientChannel), sizeof(MsgChannel));
+    EXPECT_EQ(offsetof(MsgDealerWorkerChannel, mCallbacks), 56U);
+    EXPECT_EQ(offsetof(MsgDealerWorkerChannel, mRunning), 104U);
+    EXPECT_EQ(sizeof(MsgDealerWorkerChannel), 112U);
 }
 
 TEST(Layout, OfTheEnumerations)

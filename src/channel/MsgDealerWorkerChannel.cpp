@@ -1,0 +1,109 @@
+#include "ostrel/MsgDealerWorkerChannel.h"
+
+#include "channel/Dispatch.h"
+#include "ostrel/IpcMsg.h"
+#include "ostrel/MsgDealerWorkerPattern.h"
+
+#include <cstdio>
+
+namespace ostrel {
+
+namespace {
+
+/// What the worker's loop prints.
+struct PrintedTrace {
+    void beforeReceive() const
+    {
+        std::printf("MsgDealerWorkerChannel::%s before receive\n", "ipcReceive");
+    }
+
+    void afterReceive(int result) const
+    {
+        std::printf("MsgDealerWorkerChannel::%s got the msg retCode = %d\n", "ipcReceive", result);
+    }
+
+    template <typename Callbacks>
+    void beforeLookup(int result, int type, const Callbacks& callbacks) const
+    {
+        std::printf("MsgDealerWorkerChannel::%s got the msg retCode = %d type %d\n", "ipcReceive",
+                    result, type);
+        for (const auto& entry : callbacks) {
+            std::printf("--> msgType %d - pointer %p\n", entry.first,
+                        reinterpret_cast<void*>(entry.second));
+        }
+    }
+
+    void found() const
+    {
+        std::printf("MsgDealerWorkerChannel::%s found call back\n", "ipcReceive");
+    }
+
+    void notFound() const
+    {
+        std::printf("MsgDealerWorkerChannel::%s could not find it\n", "ipcReceive");
+    }
+};
+
+} // namespace
+
+MsgDealerWorkerChannel::MsgDealerWorkerChannel(std::string name) : MsgChannel(name), mRunning(false)
+{
+    mChannelType = 2;
+    pvthandle = new MsgDealerWorkerPattern(name);
+}
+
+MsgDealerWorkerChannel::~MsgDealerWorkerChannel() = default;
+
+std::string MsgDealerWorkerChannel::getChannelName()
+{
+    return mChannelName;
+}
+
+int MsgDealerWorkerChannel::setServerEndPoint(std::string endpoint)
+{
+    return setProperty(PROP_DEALER_SERVER_ENDPOINT, endpoint);
+}
+
+int MsgDealerWorkerChannel::setWorkerEndPoint(std::string endpoint)
+{
+    return setProperty(PROP_DEALER_WORKER_ENDPOINT, endpoint);
+}
+
+int MsgDealerWorkerChannel::registerCallBack(int msgType,
+                                             void (*callback)(int, const char*, int,
+                                                              MsgDealerWorkerChannel*, MsgHandle*))
+{
+    return mCallbacks.emplace(msgType, callback).second ? 1 : 0;
+}
+
+int MsgDealerWorkerChannel::ipcReceive(int arg, long timeoutMs)
+{
+    // Not on the stack: after a throw it is not released. Kept: applications rely on the handle
+    // that a callback was lent staying good then.
+    auto* working = new IpcMsg();
+    detail::dispatch(
+        mRunning, mCallbacks, *working, PrintedTrace(),
+        [&](IpcMsg& msg) { return receive(&msg, timeoutMs); },
+        [&](auto callback) {
+            callback(arg, working->getMsgData(), working->getMsgSize(), this, working->getHandle());
+        });
+    delete working;
+    return 0;
+}
+
+void MsgDealerWorkerChannel::terminate()
+{
+    mRunning.store(false, std::memory_order_relaxed);
+}
+
+int MsgDealerWorkerChannel::ipcSend(int msgType, char* data, int size, MsgHandle* handle)
+{
+    // Not on the stack: after a throw neither message nor handle is released. Kept: applications
+    // rely on still having the handle of an answer that could not be sent.
+    auto* msg = new IpcMsg(msgType, data, size, handle);
+    const int sent = send(msg);
+    delete msg;
+    return sent;
+}
+
+} // namespace ostrel
