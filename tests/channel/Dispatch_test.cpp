@@ -4,9 +4,9 @@
 #include "channel/Seen.h"
 #include "ostrel/MsgReplyServerChannel.h"
 #include "pattern/Messages.h"
-#include "pattern/Thrown.h"
 #include "support/Stdout.h"
 #include "support/SyslogSpy.h"
+#include "support/Thrown.h"
 #include "support/ZmqSpy.h"
 
 #include <algorithm>

@@ -2,10 +2,10 @@
 
 #include "channel/FakePattern.h"
 #include "pattern/Messages.h"
-#include "pattern/Thrown.h"
 #include "support/AllocFault.h"
 #include "support/Stdout.h"
 #include "support/SyslogSpy.h"
+#include "support/Thrown.h"
 #include "support/ZmqSpy.h"
 
 #include <climits>

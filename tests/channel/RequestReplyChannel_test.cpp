@@ -4,12 +4,12 @@
 #include "ostrel/MsgRequestClientChannel.h"
 #include "ostrel/MsgRequestPattern.h"
 #include "pattern/Messages.h"
-#include "pattern/Thrown.h"
 #include "support/AllocFault.h"
 #include "support/Endpoint.h"
 #include "support/RawSocket.h"
 #include "support/Stdout.h"
 #include "support/SyslogSpy.h"
+#include "support/Thrown.h"
 #include "support/ZmqSpy.h"
 
 #include <cerrno>

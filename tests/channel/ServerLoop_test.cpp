@@ -5,11 +5,11 @@
 #include "ostrel/MsgReplyServerChannel.h"
 #include "ostrel/MsgRequestClientChannel.h"
 #include "pattern/Messages.h"
-#include "pattern/Thrown.h"
 #include "support/Endpoint.h"
 #include "support/RawSocket.h"
 #include "support/Stdout.h"
 #include "support/SyslogSpy.h"
+#include "support/Thrown.h"
 #include "support/ZmqSpy.h"
 
 #include <cerrno>

@@ -3,38 +3,13 @@
 
 #include "support/AllocFault.h"
 #include "support/SyslogSpy.h"
+#include "support/Thrown.h"
 
-#include <cstdlib>
-#include <cxxabi.h>
-#include <exception>
 #include <gtest/gtest.h>
-#include <memory>
 #include <string>
-#include <typeinfo>
 #include <vector>
 
 namespace support {
-
-/// What leaves `operation`: "std::logic_error: the text", "something else" for what is no
-/// std::exception, or "nothing". The type is that of the thrown object itself.
-template <typename Operation> std::string thrownBy(Operation operation)
-{
-    std::string thrown = "nothing";
-    try {
-        operation();
-    } catch (const std::exception& failure) {
-        AllocFault::pause();
-        int status = 0;
-        const std::unique_ptr<char, void (*)(void*)> type(
-            abi::__cxa_demangle(typeid(failure).name(), nullptr, nullptr, &status), std::free);
-        thrown = (status == 0 ? type.get() : typeid(failure).name());
-        thrown += std::string(": ") + failure.what();
-        AllocFault::resume();
-    } catch (...) {
-        thrown = "something else";
-    }
-    return thrown;
-}
 
 const char* const outOfMemory = "std::bad_alloc: std::bad_alloc";
 

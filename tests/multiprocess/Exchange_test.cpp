@@ -6,11 +6,11 @@
 #include "ostrel/MsgRequestClientChannel.h"
 #include "ostrel/StringMsg.h"
 #include "pattern/Messages.h"
-#include "pattern/Thrown.h"
 #include "support/Endpoint.h"
 #include "support/Process.h"
 #include "support/RawSocket.h"
 #include "support/Stdout.h"
+#include "support/Thrown.h"
 
 #include <chrono>
 #include <csignal>

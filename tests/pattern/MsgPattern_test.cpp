@@ -1,10 +1,10 @@
 #include "ostrel/MsgPattern.h"
 #include "ostrel/ZMQWrapper.h"
 #include "pattern/Opened.h"
-#include "pattern/Thrown.h"
 #include "support/AllocFault.h"
 #include "support/Stdout.h"
 #include "support/SyslogSpy.h"
+#include "support/Thrown.h"
 #include "support/ZmqSpy.h"
 #include "transport/LeftBehind.h"
 

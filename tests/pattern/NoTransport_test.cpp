@@ -6,9 +6,9 @@
 #include "ostrel/MsgRequestPattern.h"
 #include "ostrel/ZMQWrapper.h"
 #include "pattern/Opened.h"
-#include "pattern/Thrown.h"
 #include "support/Stdout.h"
 #include "support/SyslogSpy.h"
+#include "support/Thrown.h"
 
 #include <csignal>
 #include <gmock/gmock.h>

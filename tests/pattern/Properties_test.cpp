@@ -3,11 +3,11 @@
 #include "ostrel/MsgReplyPattern.h"
 #include "ostrel/MsgRequestPattern.h"
 #include "pattern/Opened.h"
-#include "pattern/Thrown.h"
 #include "support/AllocFault.h"
 #include "support/Endpoint.h"
 #include "support/Stdout.h"
 #include "support/SyslogSpy.h"
+#include "support/Thrown.h"
 #include "support/ZmqSpy.h"
 
 #include <algorithm>

@@ -1,10 +1,10 @@
 // What request and reply do when a call to ZeroMQ fails, at every place that makes one.
 
 #include "pattern/RequestReply.h"
-#include "pattern/Thrown.h"
 #include "support/AllocFault.h"
 #include "support/Stdout.h"
 #include "support/SyslogSpy.h"
+#include "support/Thrown.h"
 #include "support/ZmqSpy.h"
 
 #include <cerrno>

@@ -1,8 +1,8 @@
 #include "pattern/Messages.h"
 #include "pattern/RequestReply.h"
-#include "pattern/Thrown.h"
 #include "support/Stdout.h"
 #include "support/SyslogSpy.h"
+#include "support/Thrown.h"
 #include "support/ZmqSpy.h"
 
 #include <algorithm>

@@ -1,10 +1,12 @@
 #include "support/ZmqSpy.h"
 
+#include "ostrel/MsgDealerWorkerPattern.h"
 #include "support/AllocFault.h"
 #include "support/RealZmq.h"
 
 #include <cerrno>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <pthread.h>
@@ -25,6 +27,7 @@ std::thread::id watched;
 std::vector<std::string> calls;
 std::map<const void*, std::string> sockets;
 std::vector<Plan> plans;
+std::function<void(const std::string&)> hook;
 
 /// Depth of ours in the call stack: what ZeroMQ calls inside is not the library's doing, and its
 /// allocations must not be failed: it aborts.
@@ -87,6 +90,9 @@ template <typename Text> int planned(const char* function, Text text)
         }
     }
     calls.push_back(function + ("(" + text()) + ")" + (error != 0 ? " !" : ""));
+    if (hook) {
+        hook(calls.back());
+    }
     return error;
 }
 
@@ -296,7 +302,15 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
                    void* argument)
 {
     const Inside inside;
-    const int error = planned("pthread_create", [] { return std::string(); });
+    const int error = planned("pthread_create", [&] {
+        std::string text = attributes == nullptr ? "null, " : "attributes, ";
+        if (start != &ostrel::proxyThreadMain) {
+            return text + "another function";
+        }
+        // The block that it is given: the clients' socket, then the workers'.
+        const auto* block = static_cast<void* const*>(argument);
+        return text + "proxyThreadMain, {" + nameOf(block[0]) + ", " + nameOf(block[1]) + "}";
+    });
     return error != 0 ? error : REAL(pthread_create)(thread, attributes, start, argument);
 }
 
@@ -333,6 +347,13 @@ ZmqSpy::~ZmqSpy()
 {
     const std::lock_guard<std::mutex> lock(mutex);
     watching = false;
+    hook = nullptr;
+}
+
+void ZmqSpy::onCall(std::function<void(const std::string&)> look)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    hook = std::move(look);
 }
 
 void ZmqSpy::watchAllThreads()

@@ -1,6 +1,7 @@
 #ifndef OSTREL_TESTS_SUPPORT_ZMQSPY_H
 #define OSTREL_TESTS_SUPPORT_ZMQSPY_H
 
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,6 +24,10 @@ public:
 
     void watchAllThreads();
 
+    /// Has `look` called with each call that counts, before it is made: a test's look at the state
+    /// at that moment. `look` must not use the spy.
+    void onCall(std::function<void(const std::string&)> look);
+
     /// The calls since construction or the last take, oldest first. Sockets are named in the order
     /// in which they first appear since construction: s1, s2, ...; frames are not named. Examples:
     ///   zmq_ctx_new()               zmq_ctx_set(1, 1)            zmq_socket(3) = s1
@@ -30,7 +35,8 @@ public:
     ///   zmq_msg_init()              zmq_msg_init_size(3)         zmq_msg_data()   zmq_msg_size()
     ///   zmq_msg_send(s1, 3, "abc")  zmq_recvmsg(s1, 1)           zmq_msg_close()
     ///   zmq_getsockopt(s1, 13)      zmq_poll(s1, 1, 0)           zmq_close(s1)
-    ///   zmq_strerror(11)            zmq_proxy(s1, s2, null)      pthread_create()
+    ///   zmq_strerror(11)            zmq_proxy(s1, s2, null)
+    ///   pthread_create(null, proxyThreadMain, {s1, s2})
     /// A call that was made to fail ends in " !".
     std::vector<std::string> takeCalls();
 
