@@ -4,21 +4,18 @@
 // The library prints trace lines on standard output, so the client's own words go to standard
 // error.
 
-#include "MessageTypes.h"
-#include "StandardTools.h"
+#include "texts/StandardTools.h"
+#include "texts/TextTypes.h"
+#include "texts/Texts.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstddef>
 #include <exception>
-#include <fstream>
 #include <iostream>
-#include <iterator>
-#include <limits>
 #include <map>
 #include <ostrel/IpcMsg.h>
 #include <ostrel/MsgRequestClientChannel.h>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -66,20 +63,6 @@ void ask(MsgRequestClientChannel& channel, Totals& totals, const std::string& pa
     }
 }
 
-std::string contentOf(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    if (!file.is_open() || file.bad()) {
-        throw std::runtime_error("cannot read " + path);
-    }
-    // The size of a part is an int.
-    if (text.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
-        throw std::runtime_error("too large for one message: " + path);
-    }
-    return text;
-}
-
 void askAbout(MsgRequestClientChannel& channel, Totals& totals, const std::string& path)
 {
     const std::string text = contentOf(path);
@@ -97,15 +80,6 @@ void stopServer(MsgRequestClientChannel& channel)
     channel.ipcSend(stopType, nullptr, 0);
     channel.ipcReceive(&answer, -1);
     channel.ipcSend(goodbyeType, nullptr, 0);
-}
-
-std::vector<std::string> readPaths(std::istream& list, char separator)
-{
-    std::vector<std::string> paths;
-    for (std::string path; std::getline(list, path, separator);) {
-        paths.push_back(path);
-    }
-    return paths;
 }
 
 int run(int argc, char** argv)

@@ -4,7 +4,8 @@
 // The library prints trace lines on standard output, so the server's own words go to standard
 // error.
 
-#include "MessageTypes.h"
+#include "texts/TextTypes.h"
+#include "texts/Texts.h"
 
 #include <CLI/CLI.hpp>
 #include <chrono>
@@ -36,35 +37,14 @@ void answer(MsgReplyServerChannel& channel, int type, std::string text)
     channel.ipcSend(type, text.data(), static_cast<int>(text.size()));
 }
 
-// As wc of Debian 12 in the C locale: white space ends a word, a printable character makes one, and
-// any other byte does neither.
 void count(const char* data, int size, MsgReplyServerChannel* channel)
 {
-    std::size_t lines = 0;
-    std::size_t words = 0;
-    bool inWord = false;
-    for (const char c : textOf(data, size)) {
-        lines += c == '\n' ? 1 : 0;
-        if (c == ' ' || (c >= '\t' && c <= '\r')) {
-            inWord = false;
-        } else if (c > ' ' && c <= '~' && !inWord) {
-            inWord = true;
-            ++words;
-        }
-    }
-    answer(*channel, countType,
-           std::to_string(lines) + ' ' + std::to_string(words) + ' ' + std::to_string(size));
+    answer(*channel, countType, countOf(textOf(data, size)));
 }
 
 void transform(const char* data, int size, MsgReplyServerChannel* channel)
 {
-    std::string text(textOf(data, size));
-    for (char& c : text) {
-        if (c >= 'a' && c <= 'z') {
-            c = static_cast<char>(c - 'a' + 'A');
-        }
-    }
-    answer(*channel, transformType, text);
+    answer(*channel, transformType, capitalsOf(textOf(data, size)));
 }
 
 void stop(const char* /*data*/, int /*size*/, MsgReplyServerChannel* channel)

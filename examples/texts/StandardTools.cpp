@@ -1,4 +1,4 @@
-#include "StandardTools.h"
+#include "texts/StandardTools.h"
 
 #include <cerrno>
 #include <cstddef>

@@ -1,9 +1,9 @@
-#ifndef REQUEST_REPLY_MESSAGETYPES_H
-#define REQUEST_REPLY_MESSAGETYPES_H
+#ifndef TEXTS_TEXTTYPES_H
+#define TEXTS_TEXTTYPES_H
 
-/// What the client and the server of the example say to each other. An answer has the type of its
+/// What the clients of the examples ask of servers and workers. An answer has the type of its
 /// request.
-enum MessageType : int {
+enum TextType : int {
     countType = 1,     ///< A text; the answer is "lines words bytes", as wc counts.
     transformType = 2, ///< A text; the answer is the text with a to z in capitals.
     stopType = 3,      ///< The answer is empty. The server then waits for goodbyeType and ends.
