@@ -52,23 +52,26 @@ public:
     /// callback as it is.
     ///
     /// The loop keeps one working message and receives append to it: from the second request on,
-    /// the old first part is taken for the identity, and the callback gets the new identity as its
-    /// data (kept: applications rely on it). To answer many different requests, receive each into a
-    /// fresh message with MsgChannel::receive(), or terminate() in every callback and call this
-    /// again.
+    /// what earlier requests left in front is taken for the identity, and the part behind that for
+    /// the data. The second request's callback gets that request's identity as its data, the
+    /// third's the second's client as its handle (kept: applications rely on it). To answer many
+    /// different requests, receive each into a fresh message with MsgChannel::receive(); or, where
+    /// every type that may arrive has a callback, terminate() in each callback and call this again.
     ///
     /// When the receive or a callback throws, the working message is not released.
     int ipcReceive(int arg, long timeoutMs);
 
-    /// Makes the loop end when the receive or the callback in progress returns. Nothing is woken: a
-    /// loop that waits without limit ends after its next message.
+    /// Makes the loop end after the receive in progress and the callback of what it brought.
+    /// Nothing is woken: a loop that waits without limit ends after its next message. Without
+    /// effect on a loop that has not started.
     void terminate();
 
     /// Sends the `size` bytes at `data`, copied, as a one-part message of `msgType` to the client
     /// that `handle` names; returns 1, or the send's failure.
     ///
     /// Consumes `handle`: pass clone() of one that is lent. When it throws, the handle is not
-    /// released. A null `handle` sends without an identity.
+    /// released. With a null `handle` the bytes go out in the place of the identity: they reach
+    /// nobody and spoil the next send, and the result is 1 all the same.
     int ipcSend(int msgType, char* data, int size, MsgHandle* handle);
 
 private:

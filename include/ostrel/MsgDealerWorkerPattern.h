@@ -14,14 +14,16 @@ namespace ostrel {
 /// The broker is a thread between two bound sockets: a ROUTER for clients
 /// (PROP_DEALER_SERVER_ENDPOINT) and a DEALER for workers (PROP_DEALER_WORKER_ENDPOINT). The first
 /// pattern of a name in the process starts it when it connects; it then runs until the process
-/// ends, whatever becomes of the patterns. Patterns of the same name join it. The worker's own
-/// socket is a DEALER that connects to the endpoint for workers.
+/// ends, whatever becomes of the patterns. Later patterns of the name start none. The worker's own
+/// socket is a DEALER that connects to the pattern's own endpoint for workers, which has to be its
+/// broker's.
 ///
 /// A received request carries its client as a MsgDealerWorkerHandle; a message with that handle is
 /// sent to that client.
 ///
 /// Making a worker pattern switches identity framing of binary messages on for the whole process,
-/// for good: keep plain clients, servers and subscribers of binary messages in other processes.
+/// for good: keep everything else that sends or receives binary messages, publishers and dealer
+/// clients included, in other processes.
 ///
 /// Failures of receive() are logged with
 /// "Error : Ostrel::MsgDealerWorkerPattern::MsgDealerWorkerPattern() : " (kept), those of
@@ -56,13 +58,15 @@ public:
 
     /// Receives a request, appending to `msg`: pass an empty one, since part 0 is taken as the
     /// client's identity. Of an identity of more than 64 bytes the first 60 are kept, and it ends
-    /// at its first zero byte; clients of this library name themselves to suit.
+    /// at its first zero byte; clients of this library name themselves to suit. Returns the number
+    /// of parts without the identity.
     int receive(IpcMsg* msg, long timeoutMs) override;
 
     /// Starts the broker of this name if there is none, and connects.
     ///
     /// Throws std::runtime_error "Proxy thread creation failed" when its thread cannot be started,
-    /// or what the transport throws, after logging. The pattern then keeps an unconnected socket.
+    /// or what the transport throws, after logging. The pattern then keeps an unconnected socket,
+    /// unless making that was what failed.
     void connectEndpoint() override;
 
 private:

@@ -28,7 +28,8 @@ enum channel_prop_t : int {
 /// there is no retry. Make a new one.
 ///
 /// Errors: std::logic_error for misuse, std::runtime_error for failures of ZeroMQ (see ZMQWrapper).
-/// Operations that log do so with "Error : Ostrel::<class>::<operation>() : " + what().
+/// Operations that log do so with "Error : Ostrel::<class>::<operation>() : " + what(), unless the
+/// class says otherwise.
 ///
 /// Threads: a pattern is used by one thread at a time.
 class MsgPattern {

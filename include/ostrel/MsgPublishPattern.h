@@ -24,7 +24,7 @@ public:
     /// Keeps the endpoint and binds it. Returns 0.
     ///
     /// Besides MsgPattern's, throws std::logic_error "Publisher Endpoint already set : " + the
-    /// endpoint that was set first, also when binding that one failed.
+    /// stored endpoint once there is a socket, also one that could not be bound.
     int setProperty(channel_prop_t prop, const std::string& value) override;
     std::string getProperty(channel_prop_t prop) override;
     int send(StringMsg* msg) override;

@@ -56,8 +56,9 @@ public:
     /// of `type`; returns 1, or the send's failure. The caller keeps `data`.
     int ipcSend(int type, char* data, int size);
 
-    /// Makes the loop end when the receive or the callback in progress returns. Nothing is woken: a
-    /// loop that waits without limit ends after its next message.
+    /// Makes the loop end after the receive in progress and the callback of what it brought.
+    /// Nothing is woken: a loop that waits without limit ends after its next message. Without
+    /// effect on a loop that has not started.
     void terminate();
 
 private:

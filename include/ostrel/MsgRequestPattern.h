@@ -7,9 +7,9 @@ namespace ostrel {
 
 /// The client of request/reply: a REQ socket that connects to the server's endpoint.
 ///
-/// The only property is PROP_SERVER_ENDPOINT. It can be set, and set again, until the first send or
-/// receive connects the socket; from then on setProperty() returns -1. ZeroMQ wants
-/// a send and a receive in turn; an operation out of turn fails in the transport.
+/// The only property is PROP_SERVER_ENDPOINT. It can be set, and set again, until there is a
+/// socket: the first send or receive makes and connects it. From then on setProperty() returns -1.
+/// ZeroMQ wants a send and a receive in turn; an operation out of turn fails in the transport.
 ///
 /// send() and receive() log nothing of their own. receive() prints
 /// "in RequestReplayMsgPattern receive", then "try to connect to endpoint" when it has to connect

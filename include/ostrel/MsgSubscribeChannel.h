@@ -57,11 +57,13 @@ public:
     /// The loop keeps one working message and receives append to it: from the second message on, a
     /// callback gets the new message's type but the first message's bytes (kept: applications rely
     /// on it). To read many different messages, receive each into a fresh one with
-    /// MsgChannel::receive(), or terminate() in every callback and call this again.
+    /// MsgChannel::receive(); or, where every type that may arrive has a callback, terminate() in
+    /// each callback and call this again.
     int ipcReceive(long timeout);
 
-    /// Makes the loop end when the receive or the callback in progress returns. Nothing is woken: a
-    /// loop that waits without limit ends after its next message.
+    /// Makes the loop end after the receive in progress and the callback of what it brought.
+    /// Nothing is woken: a loop that waits without limit ends after its next message. Without
+    /// effect on a loop that has not started.
     void terminate();
 
 private:

@@ -28,7 +28,8 @@ public:
     /// PROP_UNSUBSCRIBE removes one. Returns 0.
     ///
     /// Besides MsgPattern's, throws std::logic_error "Publisher Endpoint already set : " + the
-    /// endpoint that was set first, "Filter already exists", "Cannot remove unset filter".
+    /// stored endpoint once there is a socket, "Filter already exists", "Cannot remove unset
+    /// filter".
     int setProperty(channel_prop_t prop, const std::string& value) override;
 
     /// Only PROP_PUBLISHER_ENDPOINT can be read.

@@ -13,9 +13,10 @@ class MsgHandle;
 /// Part 0 is the first. A part may be empty and may hold any bytes, but see ZMQWrapper: a received
 /// part ends at its first zero byte.
 ///
-/// Errors: every operation that can fail writes one syslog line, its own prefix followed by what(),
+/// Errors: an operation with a prefix below adds one syslog line, that prefix followed by what(),
 /// and throws; the message keeps the state it had reached. Besides the errors named below these are
-/// failed allocations only.
+/// failed allocations and, where a handle is cloned, whatever its clone() throws; setHandle()
+/// passes that on without a line of its own.
 ///
 /// Threads: a message is used by one thread at a time.
 class StringMsg {

@@ -17,7 +17,7 @@ enum option_t : int {
 };
 
 /// The transport: owner of the process's one ZeroMQ context, and the only place that talks to
-/// ZeroMQ.
+/// ZeroMQ, a running broker apart.
 ///
 /// Applications use channels; patterns use this class. It keeps no table of sockets: each handle
 /// belongs to whoever asked for it, is used from one thread at a time, and is given back exactly
@@ -97,6 +97,7 @@ public:
     int send(void* socket, StringMsg* msg) const;
 
     /// Replaces the parts of `msg` by those of the next message; each ends at its first zero byte.
+    /// The old parts go even when nothing arrives; only invalid input leaves `msg` as it was.
     ///
     /// `timeout` is in milliseconds by its name only (kept: applications rely on the prompt
     /// return): -1 waits without limit, 0 does not wait, a positive value does not wait either but
@@ -117,8 +118,11 @@ public:
     ///
     /// Returns the number of parts, the identity included; -1 when `socket` or `msg` is null.
     /// A message without data parts leaves an unfinished message on the socket, which the next send
-    /// continues. Texts and prefix as for text messages; a part with a negative size fails with
-    /// "Failed to initialize ZeroMQ messagepart : ".
+    /// continues; with identity framing on its identity has then left as a message of its own, and
+    /// one without any part throws std::logic_error "StringMsg part index out of bounds".
+    /// Texts and prefix as for text messages; a part with a negative size fails with
+    /// "Failed to initialize ZeroMQ messagepart : ", one with a size and no buffer throws
+    /// std::logic_error "DataPart without data".
     int send(void* socket, IpcMsg* msg) const;
 
     /// Appends the parts of the next message to those that `*msg` already holds and sets its type.

@@ -23,14 +23,13 @@ struct SilentTrace {
 /// `receive()` and hands what arrived to the callback of its type through `call(callback)`. `trace`
 /// says what is printed on the way.
 ///
-/// `working` is never emptied, and receives append to it: callbacks see the first part of the first
-/// message with the type of the newest. Kept: applications rely on it. The flag is relaxed because
-/// nothing is handed over with it.
+/// `working` is never emptied, and receives append to it: callbacks see what earlier messages left
+/// in front, with the type of the newest. Kept: applications rely on it. The caller has set
+/// `running` before it made `working`; the flag is relaxed because nothing is handed over with it.
 template <typename Callbacks, typename Trace, typename Receive, typename Call>
-void dispatch(std::atomic<bool>& running, const Callbacks& callbacks, IpcMsg& working, Trace trace,
-              Receive receive, Call call)
+void dispatch(const std::atomic<bool>& running, const Callbacks& callbacks, IpcMsg& working,
+              Trace trace, Receive receive, Call call)
 {
-    running.store(true, std::memory_order_relaxed);
     while (running.load(std::memory_order_relaxed)) {
         trace.beforeReceive();
         const int result = receive(working);

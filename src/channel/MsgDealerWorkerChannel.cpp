@@ -78,6 +78,7 @@ int MsgDealerWorkerChannel::registerCallBack(int msgType,
 
 int MsgDealerWorkerChannel::ipcReceive(int arg, long timeoutMs)
 {
+    mRunning.store(true, std::memory_order_relaxed);
     // Not on the stack: after a throw it is not released. Kept: applications rely on the handle
     // that a callback was lent staying good then.
     auto* working = new IpcMsg();

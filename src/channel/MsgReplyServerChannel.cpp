@@ -32,6 +32,7 @@ int MsgReplyServerChannel::registerCallBack(int msgType, void (*callback)(const 
 
 int MsgReplyServerChannel::ipcReceive(long timeout)
 {
+    mRunning.store(true, std::memory_order_relaxed);
     IpcMsg working;
     detail::dispatch(
         mRunning, mCallbacks, working, detail::SilentTrace(),

@@ -50,6 +50,7 @@ int MsgSubscribeChannel::registerCallBack(int msgType,
 
 int MsgSubscribeChannel::ipcReceive(long timeout)
 {
+    mRunning.store(true, std::memory_order_relaxed);
     IpcMsg working;
     detail::dispatch(
         mRunning, mCallbacks, working, detail::SilentTrace(),

@@ -115,7 +115,8 @@ void IpcMsg::setHandle(const MsgHandle* handle)
 
 DataPart& IpcMsg::operator[](unsigned int index)
 {
-    // Prefix and text are those of the text message. Kept: log filters rely on them.
+    // Prefix and text name the text message, with this class's lower-case library word. Kept: log
+    // filters rely on both.
     return logged("Error : ostrel::StringMsg::operator []() : ", [&]() -> DataPart& {
         require(index < mParts.size(), "StringMsg part index out of bounds");
         return mParts[index];
