@@ -74,13 +74,8 @@ MsgDealerWorkerPattern::~MsgDealerWorkerPattern() = default;
 int MsgDealerWorkerPattern::setProperty(channel_prop_t prop, const std::string& value)
 {
     return logged("Error : Ostrel::MsgDealerWorkerPattern::setProperty() : ", [&] {
-        if (mpSocket != nullptr) {
-            return -1;
-        }
-        detail::requireSettable(accepted, prop, value);
-        detail::requireEndpoint(isValidEndpt(value), value);
-        mProperties[prop] = value;
-        return 0;
+        return detail::keepEndpoint(mpSocket, accepted, isValidEndpt(value), mProperties, prop,
+                                    value);
     });
 }
 

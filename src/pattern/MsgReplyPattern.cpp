@@ -25,13 +25,8 @@ MsgReplyPattern::~MsgReplyPattern() = default;
 int MsgReplyPattern::setProperty(channel_prop_t prop, const std::string& value)
 {
     return logged("Error : Ostrel::MsgReplyPattern::setProperty() : ", [&] {
-        if (mpSocket != nullptr) {
-            return -1;
-        }
-        detail::requireSettable(accepted, prop, value);
-        detail::requireEndpoint(isValidEndpt(value), value);
-        mProperties[prop] = value;
-        return 0;
+        return detail::keepEndpoint(mpSocket, accepted, isValidEndpt(value), mProperties, prop,
+                                    value);
     });
 }
 

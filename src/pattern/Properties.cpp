@@ -42,4 +42,17 @@ void requireNoSocket(const void* socket, const std::string& stored)
     }
 }
 
+int keepEndpoint(const void* socket, PropertyList accepted, bool valid,
+                 std::map<channel_prop_t, std::string>& properties, channel_prop_t prop,
+                 const std::string& value)
+{
+    if (socket != nullptr) {
+        return -1;
+    }
+    requireSettable(accepted, prop, value);
+    requireEndpoint(valid, value);
+    properties[prop] = value;
+    return 0;
+}
+
 } // namespace ostrel::detail

@@ -4,6 +4,7 @@
 #include "ostrel/MsgPattern.h"
 
 #include <initializer_list>
+#include <map>
 #include <string>
 
 namespace ostrel::detail {
@@ -23,6 +24,13 @@ void requireEndpoint(bool valid, const std::string& endpoint);
 /// Throws std::logic_error when `socket` is there already; the text names the endpoint `stored`,
 /// not the new one.
 void requireNoSocket(const void* socket, const std::string& stored);
+
+/// The rules of a pattern that connects when it is first used, in order: -1, silently, once it has
+/// a socket; the property must be accepted; the endpoint must be valid. Then it is kept, and the
+/// result is 0. Publishers and subscribers have rules of their own.
+int keepEndpoint(const void* socket, PropertyList accepted, bool valid,
+                 std::map<channel_prop_t, std::string>& properties, channel_prop_t prop,
+                 const std::string& value);
 
 } // namespace ostrel::detail
 
