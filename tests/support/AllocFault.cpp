@@ -12,6 +12,7 @@ namespace {
 thread_local int countdown = 0; // 0: none planned or it has happened
 thread_local int paused = 0;
 thread_local bool done = false;
+thread_local void (*watcher)(void*, std::size_t) = nullptr;
 
 bool fails()
 {
@@ -30,7 +31,11 @@ extern "C" void* malloc(std::size_t size)
         errno = ENOMEM;
         return nullptr;
     }
-    return REAL_MALLOC(size);
+    void* memory = REAL_MALLOC(size);
+    if (watcher != nullptr && paused <= 0 && memory != nullptr) {
+        watcher(memory, size);
+    }
+    return memory;
 }
 
 // On malloc() in every build: the sanitizers' own does not come here.
@@ -72,9 +77,19 @@ AllocFault::~AllocFault()
     countdown = 0;
 }
 
+void AllocFault::failFromNow(int nth)
+{
+    countdown = nth;
+}
+
 bool AllocFault::happened() const
 {
     return done;
+}
+
+void AllocFault::watch(void (*look)(void* memory, std::size_t size))
+{
+    watcher = look;
 }
 
 void AllocFault::pause()
