@@ -381,14 +381,13 @@ TEST_F(Dispatch, SpinsWithALineEachTimeForAnInvalidTimeout)
     const std::string line = "receive: invalid input\n";
     for (const long timeout : {-2L, LONG_MIN}) {
         auto loop = std::async(std::launch::async, [&] { return mServer.ipcReceive(timeout); });
-        std::string printed;
-        while (printed.size() < 100 * line.size()) {
-            printed += mOut.take();
+        const std::size_t before = mOut.handedOver();
+        while (mOut.handedOver() < before + 100 * line.size()) {
             std::this_thread::yield();
         }
         mServer.terminate();
         EXPECT_EQ(loop.get(), 0);
-        printed += mOut.take();
+        const std::string printed = mOut.take();
         ASSERT_EQ(printed.size() % line.size(), 0U);
         std::string expected;
         while (expected.size() < printed.size()) {

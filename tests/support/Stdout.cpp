@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace support {
@@ -36,6 +37,12 @@ std::string Stdout::take()
         mRead += count;
     }
     return text;
+}
+
+std::size_t Stdout::handedOver() const
+{
+    struct stat file = {};
+    return fstat(mFile, &file) == 0 ? static_cast<std::size_t>(file.st_size) : 0;
 }
 
 } // namespace support

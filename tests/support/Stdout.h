@@ -1,6 +1,7 @@
 #ifndef OSTREL_TESTS_SUPPORT_STDOUT_H
 #define OSTREL_TESTS_SUPPORT_STDOUT_H
 
+#include <cstddef>
 #include <string>
 
 namespace support {
@@ -15,6 +16,10 @@ public:
 
     /// Everything printed since construction or the last call.
     std::string take();
+
+    /// How much has been printed, in bytes, as far as stdio has handed it over by itself. Unlike
+    /// take() it does not wait for a thread that prints without end.
+    std::size_t handedOver() const;
 
 private:
     int mSaved;
