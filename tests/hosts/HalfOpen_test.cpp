@@ -134,9 +134,10 @@ TEST_F(HalfOpen, ASubscriberIsDeafWhenTheMachineOfItsPublisherWasReplaced)
     EXPECT_EQ(deaf.tell("receive 0"), "-1");
     EXPECT_EQ(deaf.tell("seen"), "0-9");
     EXPECT_TRUE(patient.lasts(milliseconds(500)));
-    // All three look alike, and will be looked at in two hours.
+    // Three subscribers look connected, and will be looked at in two hours; one is.
     const std::vector<std::string> connections = mNear->connections();
     EXPECT_EQ(connections.size(), 3U);
+    EXPECT_EQ(mMiddle->connections().size(), 1U);
     for (const std::string& connection : connections) {
         EXPECT_NE(connection.find("timer:(keepalive,11"), std::string::npos) << connection;
     }

@@ -27,7 +27,7 @@ using support::thrownBy;
 namespace {
 
 constexpr int failing = 6;
-constexpr int rounds = 50;
+constexpr int rounds = 200;
 
 /// An address that cannot be used, with a number in it that says whose it is.
 std::string badEndpoint(int thread, int round)
