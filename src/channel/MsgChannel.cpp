@@ -1,14 +1,16 @@
 #include "ostrel/MsgChannel.h"
 
+#include "log/Trace.h"
 #include "message/LeadingPart.h"
 #include "ostrel/IpcMsg.h"
 #include "ostrel/StringMsg.h"
 
-#include <cstdio>
 #include <cstring>
 #include <utility>
 
 namespace ostrel {
+
+using detail::trace;
 
 namespace {
 
@@ -43,7 +45,7 @@ std::string MsgChannel::getProperty(channel_prop_t prop)
 int MsgChannel::send(const char* topic, StringMsg* msg)
 {
     if (topic == nullptr || std::strlen(topic) > maxTextLength || msg == nullptr) {
-        std::puts("MsgChannel::send: problem with send ...");
+        trace("MsgChannel::send: problem with send ...");
         return -1;
     }
     return detail::sendWithLeadingPart(
@@ -53,7 +55,7 @@ int MsgChannel::send(const char* topic, StringMsg* msg)
 int MsgChannel::receive(std::string& topic, StringMsg* msg, long timeout)
 {
     if (msg == nullptr || timeout < -1) {
-        std::printf("%s: invalid input\n", "receive");
+        trace("receive: invalid input");
         return -1;
     }
     const int result = pvthandle->receive(msg, timeout);
@@ -76,13 +78,13 @@ int MsgChannel::sendWaitResponse(const char* topic, StringMsg* request, std::str
 int MsgChannel::send(IpcMsg* msg)
 {
     if (msg == nullptr) {
-        std::puts("MsgChannel::send: problem with send ...");
+        trace("MsgChannel::send: problem with send ...");
         return -1;
     }
     // The only operation that looks: channels without a pattern exist, and applications try to
     // send on them.
     if (pvthandle == nullptr) {
-        std::puts("MsgChannel::send: pvthandle is null ...");
+        trace("MsgChannel::send: pvthandle is null ...");
         return -1;
     }
     return pvthandle->send(msg);
@@ -91,7 +93,7 @@ int MsgChannel::send(IpcMsg* msg)
 int MsgChannel::receive(IpcMsg* msg, long timeout)
 {
     if (msg == nullptr || timeout < -1) {
-        std::printf("%s: invalid input\n", "receive");
+        trace("receive: invalid input");
         return -1;
     }
     return pvthandle->receive(msg, timeout);

@@ -1,6 +1,7 @@
 #include "ostrel/MsgDealerWorkerChannel.h"
 
 #include "channel/Dispatch.h"
+#include "log/Trace.h"
 #include "ostrel/IpcMsg.h"
 #include "ostrel/MsgDealerWorkerPattern.h"
 
@@ -8,25 +9,26 @@
 
 namespace ostrel {
 
+using detail::trace;
+
 namespace {
 
 /// What the worker's loop prints.
 struct PrintedTrace {
     void beforeReceive() const
     {
-        std::printf("MsgDealerWorkerChannel::%s before receive\n", "ipcReceive");
+        trace("MsgDealerWorkerChannel::ipcReceive before receive");
     }
 
     void afterReceive(int result) const
     {
-        std::printf("MsgDealerWorkerChannel::%s got the msg retCode = %d\n", "ipcReceive", result);
+        trace("MsgDealerWorkerChannel::ipcReceive got the msg retCode = ", result);
     }
 
     template <typename Callbacks>
     void beforeLookup(int result, int type, const Callbacks& callbacks) const
     {
-        std::printf("MsgDealerWorkerChannel::%s got the msg retCode = %d type %d\n", "ipcReceive",
-                    result, type);
+        trace("MsgDealerWorkerChannel::ipcReceive got the msg retCode = ", result, " type ", type);
         for (const auto& entry : callbacks) {
             std::printf("--> msgType %d - pointer %p\n", entry.first,
                         reinterpret_cast<void*>(entry.second));
@@ -35,12 +37,12 @@ struct PrintedTrace {
 
     void found() const
     {
-        std::printf("MsgDealerWorkerChannel::%s found call back\n", "ipcReceive");
+        trace("MsgDealerWorkerChannel::ipcReceive found call back");
     }
 
     void notFound() const
     {
-        std::printf("MsgDealerWorkerChannel::%s could not find it\n", "ipcReceive");
+        trace("MsgDealerWorkerChannel::ipcReceive could not find it");
     }
 };
 

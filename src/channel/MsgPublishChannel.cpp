@@ -1,11 +1,12 @@
 #include "ostrel/MsgPublishChannel.h"
 
+#include "log/Trace.h"
 #include "ostrel/IpcMsg.h"
 #include "ostrel/MsgPublishPattern.h"
 
-#include <cstdio>
-
 namespace ostrel {
+
+using detail::trace;
 
 MsgPublishChannel::MsgPublishChannel(std::string name) : MsgChannel(name)
 {
@@ -15,7 +16,7 @@ MsgPublishChannel::MsgPublishChannel(std::string name) : MsgChannel(name)
     try {
         pvthandle = new MsgPublishPattern(name);
     } catch (...) {
-        std::puts("failed to create the object");
+        trace("failed to create the object");
     }
 }
 

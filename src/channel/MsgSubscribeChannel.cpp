@@ -1,12 +1,13 @@
 #include "ostrel/MsgSubscribeChannel.h"
 
 #include "channel/Dispatch.h"
+#include "log/Trace.h"
 #include "ostrel/IpcMsg.h"
 #include "ostrel/MsgSubscribePattern.h"
 
-#include <cstdio>
-
 namespace ostrel {
+
+using detail::trace;
 
 MsgSubscribeChannel::MsgSubscribeChannel(std::string name) : MsgChannel(name), mRunning(false)
 {
@@ -16,7 +17,7 @@ MsgSubscribeChannel::MsgSubscribeChannel(std::string name) : MsgChannel(name), m
     try {
         pvthandle = new MsgSubscribePattern(name);
     } catch (...) {
-        std::puts("failed to create the object");
+        trace("failed to create the object");
     }
 }
 

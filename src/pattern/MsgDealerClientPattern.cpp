@@ -1,6 +1,7 @@
 #include "ostrel/MsgDealerClientPattern.h"
 
 #include "log/Logged.h"
+#include "log/Trace.h"
 #include "ostrel/ZMQWrapper.h"
 #include "pattern/Properties.h"
 
@@ -12,6 +13,7 @@
 namespace ostrel {
 
 using detail::logged;
+using detail::trace;
 
 namespace {
 
@@ -35,7 +37,7 @@ std::string makeIdentity()
 
 int printResult(int result)
 {
-    std::printf("MsgDealerClientPattern:%s ret=%d\n", "receive", result);
+    trace("MsgDealerClientPattern:receive ret=", result);
     return result;
 }
 
@@ -84,7 +86,7 @@ int MsgDealerClientPattern::send(IpcMsg* msg)
     if (mpSocket == nullptr) {
         connectEndpoint();
     }
-    std::printf("MsgDealerClientPattern::%s\n", "send");
+    trace("MsgDealerClientPattern::send");
     return mpMsgQ->send(mpSocket, msg);
 }
 
@@ -109,8 +111,7 @@ void MsgDealerClientPattern::connectEndpoint()
         const std::string identity = makeIdentity();
         mpMsgQ->setOption(mpSocket, OPT_IDENTITY, identity);
         mpMsgQ->registerReceiver(mpSocket, mProperties[PROP_DEALER_SERVER_ENDPOINT]);
-        std::printf("MsgDealerClientPattern::%s IDENTITY = %s\n", "connectEndpoint",
-                    identity.c_str());
+        std::printf("MsgDealerClientPattern::connectEndpoint IDENTITY = %s\n", identity.c_str());
     });
 }
 

@@ -1,6 +1,7 @@
 #include "ostrel/MsgDealerWorkerPattern.h"
 
 #include "log/Logged.h"
+#include "log/Trace.h"
 #include "message/LeadingPart.h"
 #include "ostrel/IpcMsg.h"
 #include "ostrel/MsgDealerWorkerHandle.h"
@@ -18,6 +19,7 @@ namespace ostrel {
 
 using detail::logged;
 using detail::sendWithLeadingPart;
+using detail::trace;
 
 namespace {
 
@@ -98,7 +100,7 @@ int MsgDealerWorkerPattern::send(StringMsg* msg)
     return sendWithLeadingPart(
         *msg, [&] { msg->insertPart(0, identityOf(msg->getHandle())); },
         [&] {
-            std::puts("MsgDealerWorkerPattern::send");
+            trace("MsgDealerWorkerPattern::send");
             return mpMsgQ->send(mpSocket, msg);
         });
 }
@@ -110,11 +112,11 @@ int MsgDealerWorkerPattern::receive(StringMsg* msg, long timeoutMs)
             connectEndpoint();
         }
         const int received = mpMsgQ->receive(mpSocket, msg, timeoutMs);
-        std::printf("MsgDealerWorkerPattern:%s ret=%d\n", "receive", received);
+        trace("MsgDealerWorkerPattern:receive ret=", received);
         if (msg == nullptr || received <= 0 || msg->getNumParts() == 0) {
             return received;
         }
-        std::printf("MsgDealerWorkerPattern:%s numParts=%d\n", "receive", msg->getNumParts());
+        trace("MsgDealerWorkerPattern:receive numParts=", msg->getNumParts());
         takeIdentity(*msg, (*msg)[0]);
         return received - 1;
     });
@@ -126,11 +128,11 @@ int MsgDealerWorkerPattern::send(IpcMsg* msg)
         connectEndpoint();
     }
     if (msg == nullptr) {
-        std::printf("MsgDealerWorkerPattern::%s inMsg is null\n", "send");
+        trace("MsgDealerWorkerPattern::send inMsg is null");
         return -1;
     }
     if (msg->getHandle() == nullptr) {
-        std::printf("MsgDealerWorkerPattern::%s handle is null - send msg\n", "send");
+        trace("MsgDealerWorkerPattern::send handle is null - send msg");
         return mpMsgQ->send(mpSocket, msg);
     }
     return sendWithLeadingPart(
@@ -138,10 +140,10 @@ int MsgDealerWorkerPattern::send(IpcMsg* msg)
         [&] {
             const std::string identity = identityOf(msg->getHandle());
             const int length = static_cast<int>(identity.size());
-            std::printf("MsgDealerWorkerPattern::%s insert the identity\n", "send");
-            std::printf("MsgDealerWorkerPattern::%s %s - %d\n", "send", identity.c_str(), length);
+            trace("MsgDealerWorkerPattern::send insert the identity");
+            std::printf("MsgDealerWorkerPattern::send %s - %d\n", identity.c_str(), length);
             msg->insertPart(0, identity.data(), length);
-            std::printf("MsgDealerWorkerPattern::%s sending to worker ???\n", "send");
+            trace("MsgDealerWorkerPattern::send sending to worker ???");
         },
         [&] { return mpMsgQ->send(mpSocket, msg); });
 }
@@ -152,14 +154,14 @@ int MsgDealerWorkerPattern::receive(IpcMsg* msg, long timeoutMs)
         if (mpSocket == nullptr) {
             connectEndpoint();
         }
-        std::printf("MsgDealerWorkerPattern:%s before receive\n", "receive");
+        trace("MsgDealerWorkerPattern:receive before receive");
         const int received = mpMsgQ->receive(mpSocket, msg, timeoutMs);
         const int type = msg == nullptr ? 0 : msg->getMsgType();
-        std::printf("MsgDealerWorkerPattern:%s ret=%d type=%d\n", "receive", received, type);
+        trace("MsgDealerWorkerPattern:receive ret=", received, " type=", type);
         if (received <= 0 || msg == nullptr || msg->getNumParts() == 0) {
             return received;
         }
-        std::printf("MsgDealerWorkerPattern:%s numParts=%d\n", "receive", msg->getNumParts());
+        trace("MsgDealerWorkerPattern:receive numParts=", msg->getNumParts());
         takeIdentity(*msg, readIdentity((*msg)[0]));
         return received - 1;
     });

@@ -1,16 +1,17 @@
 #include "ostrel/MsgPublishPattern.h"
 
 #include "log/Logged.h"
+#include "log/Trace.h"
 #include "ostrel/ZMQWrapper.h"
 #include "pattern/Properties.h"
 
-#include <cstdio>
 #include <stdexcept>
 #include <zmq.h>
 
 namespace ostrel {
 
 using detail::logged;
+using detail::trace;
 
 namespace {
 
@@ -72,14 +73,14 @@ int MsgPublishPattern::send(IpcMsg* msg)
 {
     return logged("Error : Ostrel::MsgPublishPattern::send() : ", [&] {
         if (msg == nullptr) {
-            std::puts("MsgPublishPattern::send: inMsg is null");
+            trace("MsgPublishPattern::send: inMsg is null");
             return -1;
         }
         if (mpSocket == nullptr) {
             connectEndpoint();
         }
         if (mpMsgQ == nullptr) {
-            std::puts("MsgPublishPattern::send: mpMsgQ is null");
+            trace("MsgPublishPattern::send: mpMsgQ is null");
             return -1;
         }
         return mpMsgQ->send(mpSocket, msg);

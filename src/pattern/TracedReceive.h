@@ -1,7 +1,7 @@
 #ifndef OSTREL_PATTERN_TRACEDRECEIVE_H
 #define OSTREL_PATTERN_TRACEDRECEIVE_H
 
-#include <cstdio>
+#include "log/Trace.h"
 
 namespace ostrel::detail {
 
@@ -9,12 +9,12 @@ namespace ostrel::detail {
 template <typename Connect, typename Receive>
 int tracedReceive(const void* socket, Connect connect, Receive receive)
 {
-    std::puts("in RequestReplayMsgPattern receive");
+    trace("in RequestReplayMsgPattern receive");
     if (socket == nullptr) {
-        std::puts("try to connect to endpoint");
+        trace("try to connect to endpoint");
         connect();
     }
-    std::puts("in the receive ...");
+    trace("in the receive ...");
     return receive();
 }
 

@@ -1,6 +1,7 @@
 // The transport's binary messages: an optional identity frame, the header, one frame per part.
 
 #include "log/Logged.h"
+#include "log/Trace.h"
 #include "message/Bounds.h"
 #include "message/PartBytes.h"
 #include "ostrel/IpcMsg.h"
@@ -8,13 +9,12 @@
 #include "transport/Header.h"
 #include "transport/Transfer.h"
 
-#include <cstdio>
-
 namespace ostrel {
 
 using detail::Arrival;
 using detail::Frame;
 using detail::logged;
+using detail::trace;
 
 namespace {
 
@@ -73,7 +73,7 @@ int ZMQWrapper::receive(void* socket, IpcMsg*& msg, long timeout) const
 {
     return logged("Error : Ostrel::ZMQWrapper::receive() : ", [&] {
         if (socket == nullptr || msg == nullptr || timeout < -1) {
-            std::puts("invalid input");
+            trace("invalid input");
             return -1;
         }
         // The message is not emptied: parts are appended. Kept: applications rely on it.
@@ -81,22 +81,22 @@ int ZMQWrapper::receive(void* socket, IpcMsg*& msg, long timeout) const
         bool headerPending = true;
         int type = 0;
         const Arrival arrival = detail::receiveFrames(
-            socket, timeout, [] { std::puts("ZMQWrapper::receive: about to receive the msg"); },
+            socket, timeout, [] { trace("ZMQWrapper::receive: about to receive the msg"); },
             [&](Frame& frame) {
                 const std::size_t length = frame.size();
                 const int size = static_cast<int>(length);
                 if (identityPending) {
-                    std::printf("get the identity size %d\n", size);
+                    trace("get the identity size ", size);
                     appendPart(*msg, frame, size);
                 } else if (headerPending && length == detail::headerSize) {
-                    std::printf("get the msg hdr size %d\n", size);
+                    trace("get the msg hdr size ", size);
                     type = detail::decodeType(requireData(frame));
                     headerPending = false;
                 } else if (headerPending) {
                     // Dropped; the next frame is tried as the header.
-                    std::printf("ZMQWrapper::receive: something is messed up ... size=%d\n", size);
+                    trace("ZMQWrapper::receive: something is messed up ... size=", size);
                 } else {
-                    std::printf("get the msg size %d\n", size);
+                    trace("get the msg size ", size);
                     appendPart(*msg, frame, size);
                 }
                 identityPending = false;

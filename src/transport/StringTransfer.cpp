@@ -1,12 +1,12 @@
 // The transport's text messages: one frame per part, nothing else.
 
 #include "log/Logged.h"
+#include "log/Trace.h"
 #include "message/Text.h"
 #include "ostrel/StringMsg.h"
 #include "ostrel/ZMQWrapper.h"
 #include "transport/Transfer.h"
 
-#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -15,6 +15,7 @@ namespace ostrel {
 using detail::Arrival;
 using detail::Frame;
 using detail::logged;
+using detail::trace;
 
 int ZMQWrapper::send(void* socket, StringMsg* msg) const
 {
@@ -23,7 +24,7 @@ int ZMQWrapper::send(void* socket, StringMsg* msg) const
             return -1;
         }
         if (msg->getNumParts() == 0) {
-            std::puts("nothing to send - return");
+            trace("nothing to send - return");
             return -1;
         }
         for (int i = 0; i < msg->getNumParts(); ++i) {
@@ -41,7 +42,7 @@ int ZMQWrapper::receive(void* socket, StringMsg* msg, long timeout) const
 {
     return logged("Error : Ostrel::ZMQWrapper::receive() : ", [&] {
         if (msg == nullptr || timeout < -1 || socket == nullptr) {
-            std::puts("invalid input");
+            trace("invalid input");
             return -1;
         }
         msg->setNumParts(0);

@@ -1,12 +1,12 @@
 #ifndef OSTREL_TRANSPORT_TRANSFER_H
 #define OSTREL_TRANSPORT_TRANSFER_H
 
+#include "log/Trace.h"
 #include "transport/Frame.h"
 #include "transport/ZmqError.h"
 
 #include <cerrno>
 #include <cstddef>
-#include <cstdio>
 #include <zmq.h>
 
 namespace ostrel::detail {
@@ -60,11 +60,11 @@ Arrival receiveFrames(void* socket, long timeout, BeforeAttempt beforeAttempt, O
                 throwZmq("Failed to get messagepart: ", error);
             }
             if (timeout <= 0) {
-                std::printf("%s: timeout\n", "receive");
+                trace("receive: timeout");
                 return Arrival::timedOut;
             }
             if (!isReadable(socket)) {
-                std::puts("nothing to received");
+                trace("nothing to received");
                 return Arrival::nothing;
             }
             continue;
