@@ -52,7 +52,7 @@ int ZMQWrapper::send(void* socket, IpcMsg* msg) const
         if (socket == nullptr || msg == nullptr) {
             return -1;
         }
-        const auto header = detail::encodeHeader(msg->getMsgType(), msg->getMsgSubType());
+        const detail::Header header = detail::encodeHeader(msg->getMsgType(), msg->getMsgSubType());
         int next = 0;
         if (__atomic_load_n(&mIdentityEnabled, __ATOMIC_RELAXED)) {
             sendPart(socket, *msg, next++);
@@ -60,7 +60,7 @@ int ZMQWrapper::send(void* socket, IpcMsg* msg) const
         {
             // Always with more to come, also when nothing does: see the public contract.
             Frame frame;
-            detail::sendFrame(frame, socket, header.data(), header.size(), detail::moreFrames);
+            detail::sendFrame(frame, socket, &header, sizeof header, detail::moreFrames);
         }
         for (; next < msg->getNumParts(); ++next) {
             sendPart(socket, *msg, next);

@@ -1,9 +1,10 @@
 #ifndef OSTREL_TRANSPORT_HEADER_H
 #define OSTREL_TRANSPORT_HEADER_H
 
-#include <array>
+#include <arpa/inet.h>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace ostrel::detail {
 
@@ -11,27 +12,24 @@ namespace ostrel::detail {
 /// most significant byte first.
 constexpr std::size_t headerSize = 8;
 
-using Header = std::array<unsigned char, headerSize>;
+struct Header {
+    std::uint32_t type;
+    std::uint32_t subType;
+};
+static_assert(sizeof(Header) == headerSize, "the frame is the struct");
 
-constexpr Header encodeHeader(int type, int subType)
+inline Header encodeHeader(int type, int subType)
 {
-    const auto t = static_cast<std::uint32_t>(type);
-    const auto s = static_cast<std::uint32_t>(subType);
-    return {static_cast<unsigned char>(t >> 24U), static_cast<unsigned char>(t >> 16U),
-            static_cast<unsigned char>(t >> 8U),  static_cast<unsigned char>(t),
-            static_cast<unsigned char>(s >> 24U), static_cast<unsigned char>(s >> 16U),
-            static_cast<unsigned char>(s >> 8U),  static_cast<unsigned char>(s)};
+    return {htonl(static_cast<std::uint32_t>(type)), htonl(static_cast<std::uint32_t>(subType))};
 }
 
 /// The type in the header at `bytes`. There is no counterpart for the subtype: receivers do not
 /// read it.
 inline int decodeType(const void* bytes)
 {
-    const auto* b = static_cast<const unsigned char*>(bytes);
-    const std::uint32_t type =
-        static_cast<std::uint32_t>(b[0]) << 24U | static_cast<std::uint32_t>(b[1]) << 16U |
-        static_cast<std::uint32_t>(b[2]) << 8U | static_cast<std::uint32_t>(b[3]);
-    return static_cast<std::int32_t>(type);
+    std::uint32_t type = 0;
+    std::memcpy(&type, bytes, sizeof type);
+    return static_cast<std::int32_t>(ntohl(type));
 }
 
 } // namespace ostrel::detail

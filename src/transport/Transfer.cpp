@@ -2,13 +2,6 @@
 
 namespace ostrel::detail {
 
-void sendFrame(Frame& frame, void* socket, const void* bytes, std::size_t size, int flags)
-{
-    frame.fill(bytes, size);
-    frame.send(socket, flags);
-    frame.closeSent();
-}
-
 bool isReadable(void* socket)
 {
     zmq_pollitem_t item = {socket, 0, ZMQ_POLLIN, 0};

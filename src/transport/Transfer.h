@@ -17,7 +17,12 @@ constexpr int moreFrames = ZMQ_SNDMORE | ZMQ_DONTWAIT;
 
 /// Sends `size` bytes as one frame. `frame` is opened by the caller, before it looks at what it is
 /// about to send.
-void sendFrame(Frame& frame, void* socket, const void* bytes, std::size_t size, int flags);
+inline void sendFrame(Frame& frame, void* socket, const void* bytes, std::size_t size, int flags)
+{
+    frame.fill(bytes, size);
+    frame.send(socket, flags);
+    frame.closeSent();
+}
 
 /// Whether `socket` has a message to read right now.
 bool isReadable(void* socket);

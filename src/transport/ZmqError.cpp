@@ -2,7 +2,6 @@
 
 #include "message/Text.h"
 
-#include <cerrno>
 #include <stdexcept>
 #include <zmq.h>
 
@@ -17,13 +16,6 @@ std::string zmqText(const char* text, int error)
 void throwZmq(const char* text, int error)
 {
     throw std::runtime_error(zmqText(text, error));
-}
-
-void check(int result, const char* text)
-{
-    if (result == -1) {
-        throwZmq(text, errno);
-    }
 }
 
 } // namespace ostrel::detail

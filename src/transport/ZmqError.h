@@ -1,6 +1,7 @@
 #ifndef OSTREL_TRANSPORT_ZMQERROR_H
 #define OSTREL_TRANSPORT_ZMQERROR_H
 
+#include <cerrno>
 #include <string>
 
 namespace ostrel::detail {
@@ -13,7 +14,12 @@ std::string zmqText(const char* text, int error);
 [[noreturn]] void throwZmq(const char* text, int error);
 
 /// Throws for the current errno when `result` is ZeroMQ's -1.
-void check(int result, const char* text);
+inline void check(int result, const char* text)
+{
+    if (result == -1) {
+        throwZmq(text, errno);
+    }
+}
 
 } // namespace ostrel::detail
 
