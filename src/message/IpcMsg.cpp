@@ -30,9 +30,8 @@ IpcMsg::IpcMsg() : IpcMsg(0, 0) {}
 IpcMsg::IpcMsg(int type, int subType) : mMsgType(type), mMsgSubType(subType), mHandle(nullptr) {}
 
 IpcMsg::IpcMsg(int type, char* data, int size, MsgHandle* handle)
-    : mMsgType(type), mMsgSubType(0), mHandle(nullptr)
+    : mMsgType(type), mMsgSubType(0), mParts(1), mHandle(nullptr)
 {
-    mParts.resize(1);
     mParts[0].mData = detail::copyBytes(data, size);
     mParts[0].mSize = size;
     mHandle = handle;

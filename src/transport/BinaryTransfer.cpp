@@ -9,6 +9,10 @@
 #include "transport/Header.h"
 #include "transport/Transfer.h"
 
+#include <algorithm>
+#include <array>
+#include <vector>
+
 namespace ostrel {
 
 using detail::Arrival;
@@ -35,14 +39,81 @@ const void* requireData(Frame& frame)
     return data;
 }
 
-void appendPart(IpcMsg& msg, Frame& frame, int size)
-{
-    const auto index = static_cast<unsigned int>(msg.getNumParts());
-    msg.setNumParts(index + 1);
-    DataPart& part = msg[index];
-    part.mData = detail::copyBytes(frame.data(), size);
-    part.mSize = size;
-}
+/// The parts that arrive for a message. It gets room for several at a time, which stay empty until
+/// the receive ends, however it ends: a message copies all that it has whenever it gets more room.
+class ArrivedParts {
+public:
+    explicit ArrivedParts(IpcMsg& msg)
+        : mMsg(msg), mBefore(static_cast<unsigned int>(msg.getNumParts()))
+    {
+    }
+
+    ~ArrivedParts()
+    {
+        join();
+    }
+    ArrivedParts(const ArrivedParts&) = delete;
+    ArrivedParts& operator=(const ArrivedParts&) = delete;
+
+    /// Takes a copy of what is in `frame`. The part is there, empty, also when that fails.
+    void add(Frame& frame, int size)
+    {
+        if (mCount == mRoom) {
+            makeRoom();
+        }
+        Bytes& part = bytesOf(mCount++);
+        part = {nullptr, 0};
+        part.data = detail::copyBytes(frame.data(), size);
+        part.size = size;
+    }
+
+    /// Cannot fail: the message has the room.
+    void join()
+    {
+        for (unsigned int i = 0; i < mCount; ++i) {
+            DataPart& part = mMsg[mBefore + i];
+            part.mData = bytesOf(i).data;
+            part.mSize = bytesOf(i).size;
+        }
+        if (mCount != mRoom) {
+            mMsg.setNumParts(mBefore + mCount);
+        }
+        mBefore += mCount;
+        mCount = 0;
+        mRoom = 0;
+    }
+
+private:
+    struct Bytes {
+        char* data;
+        int size;
+    };
+
+    // Few parts, which is the rule, take no memory of their own here.
+    static constexpr unsigned int fewParts = 8;
+
+    Bytes& bytesOf(unsigned int index)
+    {
+        return index < fewParts ? mFew[index] : mMore[index - fewParts];
+    }
+
+    void makeRoom()
+    {
+        const unsigned int room = std::max(1U, 2 * mRoom);
+        mMsg.setNumParts(mBefore + room);
+        mRoom = room;
+        if (room > fewParts) {
+            mMore.resize(room - fewParts);
+        }
+    }
+
+    IpcMsg& mMsg;
+    unsigned int mBefore;    // Parts that the message had.
+    unsigned int mCount = 0; // Those that have arrived,
+    unsigned int mRoom = 0;  // and those that there is room for.
+    std::array<Bytes, fewParts> mFew;
+    std::vector<Bytes> mMore;
+};
 
 } // namespace
 
@@ -80,6 +151,7 @@ int ZMQWrapper::receive(void* socket, IpcMsg*& msg, long timeout) const
         bool identityPending = __atomic_load_n(&mIdentityEnabled, __ATOMIC_RELAXED);
         bool headerPending = true;
         int type = 0;
+        ArrivedParts parts(*msg);
         const Arrival arrival = detail::receiveFrames(
             socket, timeout, [] { trace("ZMQWrapper::receive: about to receive the msg"); },
             [&](Frame& frame) {
@@ -87,7 +159,7 @@ int ZMQWrapper::receive(void* socket, IpcMsg*& msg, long timeout) const
                 const int size = static_cast<int>(length);
                 if (identityPending) {
                     trace("get the identity size ", size);
-                    appendPart(*msg, frame, size);
+                    parts.add(frame, size);
                 } else if (headerPending && length == detail::headerSize) {
                     trace("get the msg hdr size ", size);
                     type = detail::decodeType(requireData(frame));
@@ -97,10 +169,11 @@ int ZMQWrapper::receive(void* socket, IpcMsg*& msg, long timeout) const
                     trace("ZMQWrapper::receive: something is messed up ... size=", size);
                 } else {
                     trace("get the msg size ", size);
-                    appendPart(*msg, frame, size);
+                    parts.add(frame, size);
                 }
                 identityPending = false;
             });
+        parts.join();
         if (arrival == Arrival::message) {
             msg->setMsgType(type);
         }
