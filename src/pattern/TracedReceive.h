@@ -9,12 +9,16 @@ namespace ostrel::detail {
 template <typename Connect, typename Receive>
 int tracedReceive(const void* socket, Connect connect, Receive receive)
 {
-    trace("in RequestReplayMsgPattern receive");
-    if (socket == nullptr) {
-        trace("try to connect to endpoint");
-        connect();
+    {
+        TraceLines<96> lines;
+        lines.add("in RequestReplayMsgPattern receive");
+        if (socket == nullptr) {
+            lines.add("try to connect to endpoint");
+            lines.print();
+            connect();
+        }
+        lines.add("in the receive ...");
     }
-    trace("in the receive ...");
     return receive();
 }
 

@@ -152,23 +152,28 @@ int ZMQWrapper::receive(void* socket, IpcMsg*& msg, long timeout) const
         bool headerPending = true;
         int type = 0;
         ArrivedParts parts(*msg);
+        detail::TraceLines<160> lines;
         const Arrival arrival = detail::receiveFrames(
-            socket, timeout, [] { trace("ZMQWrapper::receive: about to receive the msg"); },
+            socket, timeout,
+            [&] {
+                lines.add("ZMQWrapper::receive: about to receive the msg");
+                lines.print();
+            },
             [&](Frame& frame) {
                 const std::size_t length = frame.size();
                 const int size = static_cast<int>(length);
                 if (identityPending) {
-                    trace("get the identity size ", size);
+                    lines.add("get the identity size ", size);
                     parts.add(frame, size);
                 } else if (headerPending && length == detail::headerSize) {
-                    trace("get the msg hdr size ", size);
+                    lines.add("get the msg hdr size ", size);
                     type = detail::decodeType(requireData(frame));
                     headerPending = false;
                 } else if (headerPending) {
                     // Dropped; the next frame is tried as the header.
-                    trace("ZMQWrapper::receive: something is messed up ... size=", size);
+                    lines.add("ZMQWrapper::receive: something is messed up ... size=", size);
                 } else {
-                    trace("get the msg size ", size);
+                    lines.add("get the msg size ", size);
                     parts.add(frame, size);
                 }
                 identityPending = false;
