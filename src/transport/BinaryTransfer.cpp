@@ -22,9 +22,10 @@ using detail::trace;
 
 namespace {
 
-void sendPart(void* socket, IpcMsg& msg, int index)
+// In line, as a call would cost more than what is around the calls to ZeroMQ.
+[[gnu::always_inline]] inline void sendPart(void* socket, IpcMsg& msg, int index, int count)
 {
-    const bool last = index == msg.getNumParts() - 1;
+    const bool last = index == count - 1;
     Frame frame;
     const DataPart& part = msg[static_cast<unsigned int>(index)];
     // A negative size becomes one that no frame can have: ZeroMQ refuses it.
@@ -126,17 +127,19 @@ int ZMQWrapper::send(void* socket, IpcMsg* msg) const
         const detail::Header header = detail::encodeHeader(msg->getMsgType(), msg->getMsgSubType());
         int next = 0;
         if (__atomic_load_n(&mIdentityEnabled, __ATOMIC_RELAXED)) {
-            sendPart(socket, *msg, next++);
+            sendPart(socket, *msg, next++, msg->getNumParts());
         }
         {
             // Always with more to come, also when nothing does: see the public contract.
             Frame frame;
             detail::sendFrame(frame, socket, &header, sizeof header, detail::moreFrames);
         }
-        for (; next < msg->getNumParts(); ++next) {
-            sendPart(socket, *msg, next);
+        int count = msg->getNumParts();
+        for (; next < count; ++next) {
+            sendPart(socket, *msg, next, count);
+            count = msg->getNumParts();
         }
-        return msg->getNumParts();
+        return count;
     });
 }
 
