@@ -1,0 +1,138 @@
+// bench_timing MODE JSON: times of whole exchanges between two processes, contender beside
+// contender, and a file of them.
+//
+// The rounds are short, and in each round all contenders have their turn one after the other, so
+// that what slows the machine down for a while slows all of them. MODE is how much of it: smoke,
+// quick or full.
+
+#include "timing/Session.h"
+
+#include <algorithm>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using bench::Session;
+using bench::Workload;
+using nlohmann::ordered_json;
+
+struct Mode {
+    bool allWorkloads;
+    int rounds;
+    double roundSeconds; // Of one contender, about.
+    int floodMessages;   // A tenth of large ones.
+};
+
+const std::map<std::string, Mode> modes = {
+    {"smoke", {false, 1, 0, 4000}},
+    {"quick", {false, 11, 0.012, 20000}},
+    {"full", {true, 31, 0.05, 100000}},
+};
+
+using Sessions = std::vector<std::pair<std::string, std::unique_ptr<Session>>>;
+
+Sessions startSessions(const Workload& workload)
+{
+    Sessions sessions;
+    for (const std::string& name : bench::contendersFor(workload.pattern)) {
+        sessions.emplace_back(name, std::make_unique<Session>(workload, name));
+    }
+    return sessions;
+}
+
+/// Between the windows of a publisher are pauses.
+double mostWindows(const Workload& workload)
+{
+    return workload.pattern == bench::Pattern::publishSubscribe ? 10 : 1e9;
+}
+
+/// How many messages take about `seconds`; a whole number of windows.
+int chooseMessages(const Workload& workload, Session& session, double seconds)
+{
+    const int window = workload.window();
+    const int trial = std::max(20, 2 * window);
+    session.measure(trial); // The first ones are slower.
+    double fastest = session.measure(trial);
+    for (int i = 0; i < 4; ++i) {
+        fastest = std::min(fastest, session.measure(trial));
+    }
+    const double wanted = seconds * 1e9 / fastest;
+    const double windows = std::min(wanted / window, mostWindows(workload));
+    return std::max(1, static_cast<int>(windows)) * window;
+}
+
+ordered_json floodAll(const Sessions& sessions, const Workload& workload, const Mode& mode)
+{
+    ordered_json floods;
+    const int messages = workload.size < 65536 ? mode.floodMessages : mode.floodMessages / 10;
+    for (const auto& [name, session] : sessions) {
+        const Session::Flood flood = session->flood(messages);
+        floods[name] = {{"sentPerSecond", flood.sentPerSecond},
+                        {"receivedPerSecond", flood.receivedPerSecond},
+                        {"dropped", flood.dropped}};
+    }
+    return floods;
+}
+
+ordered_json measure(const Workload& workload, const Mode& mode)
+{
+    const Sessions sessions = startSessions(workload);
+    for (const auto& [name, session] : sessions) {
+        session->verify(2 * workload.window());
+    }
+    const int messages = chooseMessages(workload, *sessions.back().second, mode.roundSeconds);
+    std::map<std::string, std::vector<double>> times;
+    for (int round = 0; round < mode.rounds; ++round) {
+        // Who comes first changes.
+        for (std::size_t turn = 0; turn < sessions.size(); ++turn) {
+            const auto& [name, session] =
+                sessions[(turn + static_cast<std::size_t>(round)) % sessions.size()];
+            times[name].push_back(session->measure(messages));
+        }
+    }
+    ordered_json result = {{"bytes", workload.size},
+                           {"messagesInRound", messages},
+                           {"window", workload.window()},
+                           {"nanoseconds", times}};
+    // The queues have room for a thousand messages, which must fit into memory.
+    if (workload.pattern == bench::Pattern::publishSubscribe && workload.size <= 65536) {
+        result["flood"] = floodAll(sessions, workload, mode);
+    }
+    return result;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc != 3 || modes.count(argv[1]) == 0) {
+        std::cerr << "usage: bench_timing smoke|quick|full JSON\n";
+        return 2;
+    }
+    try {
+        const Mode& mode = modes.at(argv[1]);
+        ordered_json results;
+        for (const Workload& workload : bench::workloads(mode.allWorkloads)) {
+            std::cerr << workload.name() << '\n';
+            results[workload.name()] = measure(workload, mode);
+        }
+        std::ofstream out(argv[2]);
+        out << results.dump(1) << '\n';
+        if (!out.flush()) {
+            throw std::runtime_error(std::string("cannot write ") + argv[2]);
+        }
+        return 0;
+    } catch (const std::exception& failure) {
+        std::cerr << "bench_timing: " << failure.what() << '\n';
+        return 1;
+    }
+}
