@@ -27,40 +27,44 @@ using support::thrownBy;
 namespace {
 
 constexpr int failing = 6;
-constexpr int rounds = 200;
+constexpr int rounds = 300;
 
-/// An address that cannot be used, with a number in it that says whose it is.
-std::string badEndpoint(int thread, int round)
+/// A text that is no endpoint, with numbers in it that say whose it is; long, so that it takes a
+/// while to be written.
+std::string badText(int thread, int round)
 {
-    return "nowhere:" + std::to_string(thread) + ':' + std::to_string(round);
+    return "nowhere:" + std::to_string(thread) + ':' + std::to_string(round) + ':' +
+           std::string(200, static_cast<char>('a' + thread));
 }
 
 struct Failing {
+    const char* type;
     const char* text;
     std::vector<std::string> prefixes; ///< Of the lines, innermost first.
     void (*run)(const std::string& endpoint);
 };
 
 const Failing failures[] = {
-    {"Failed to bind ZeroMQ Socket : Invalid argument : End Point : ",
+    {"std::runtime_error: ",
+     "Failed to bind ZeroMQ Socket : Invalid argument : End Point : ",
      {"Error : Ostrel::ZMQWrapper::registerSender() : ",
       "Error : Ostrel::MsgPublishPattern::setProperty() : "},
      [](const std::string& endpoint) {
          ostrel::MsgPublishChannel("name").setPublisherEndPoint(endpoint);
      }},
-    {"Failed to connect ZeroMQ Socket : Invalid argument : End Point : ",
+    {"std::runtime_error: ",
+     "Failed to connect ZeroMQ Socket : Invalid argument : End Point : ",
      {"Error : Ostrel::ZMQWrapper::registerReceiver() : "},
      [](const std::string& endpoint) {
          ostrel::MsgRequestClientChannel channel("name");
          channel.setServerEndPoint(endpoint);
          channel.ipcSend(7, nullptr, 0);
      }},
-    {"Failed to bind ZeroMQ Socket : Invalid argument : End Point : ",
-     {"Error : Ostrel::ZMQWrapper::registerSender() : "},
-     [](const std::string& endpoint) {
-         ostrel::MsgReplyServerChannel channel("name");
-         channel.setServerEndPoint(endpoint);
-         channel.ipcReceive(0);
+    {"std::logic_error: ",
+     "Invalid property - cannot be set : ",
+     {"Error : Ostrel::MsgRequestPattern::setProperty() : "},
+     [](const std::string& text) {
+         ostrel::MsgRequestClientChannel("name").setProperty(ostrel::PROP_SUBSCRIBE, text);
      }},
 };
 
@@ -77,20 +81,18 @@ TEST(Failures, OnManyThreadsAreToldApart)
     SyslogSpy log;
     Together all;
     std::vector<std::vector<std::string>> inOrder; // What each thread has written.
-    std::vector<std::string> notes;
     for (int thread = 0; thread < failing; ++thread) {
         const Failing& mine = failureOf(thread);
         inOrder.emplace_back();
         for (int round = 0; round < rounds; ++round) {
             for (const std::string& prefix : mine.prefixes) {
-                inOrder.back().push_back(prefix + mine.text + badEndpoint(thread, round));
+                inOrder.back().push_back(prefix + mine.text + badText(thread, round));
             }
         }
         all.add([thread, &mine] {
             for (int round = 0; round < rounds; ++round) {
-                const std::string endpoint = badEndpoint(thread, round);
-                EXPECT_EQ(thrownBy([&] { mine.run(endpoint); }),
-                          "std::runtime_error: " + (mine.text + endpoint));
+                const std::string text = badText(thread, round);
+                EXPECT_EQ(thrownBy([&] { mine.run(text); }), mine.type + (mine.text + text));
             }
         });
     }
