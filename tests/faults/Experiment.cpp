@@ -6,12 +6,12 @@
 #include "ostrel/MsgDealerWorkerPattern.h"
 #include "pattern/WorkerTesting.h"
 #include "support/AllocFault.h"
+#include "support/LostOnPurpose.h"
 #include "support/RandSpy.h"
 #include "support/Stdout.h"
 #include "support/SyslogSpy.h"
 #include "support/Thrown.h"
 #include "support/ZmqSpy.h"
-#include "transport/LeftBehind.h"
 
 #include <algorithm>
 #include <chrono>
@@ -79,7 +79,7 @@ public:
     {
         mRand.setRand(0x7abcdef0); // Gives an identity that is not kept without memory.
         if (operation.leavesContext) {
-            mLeftBehind.emplace();
+            mLostOnPurpose.emplace();
         }
     }
 
@@ -238,7 +238,7 @@ private:
     Seen mSeen;
     int mOpen; // How many sockets of the library's are.
     bool mHappened;
-    std::optional<transport::LeftBehind> mLeftBehind;
+    std::optional<support::LostOnPurpose> mLostOnPurpose;
     support::Stdout mOut;
     support::RandSpy mRand;
     support::SyslogSpy mLog;

@@ -2,11 +2,11 @@
 #include "ostrel/ZMQWrapper.h"
 #include "pattern/Opened.h"
 #include "support/AllocFault.h"
+#include "support/LostOnPurpose.h"
 #include "support/Stdout.h"
 #include "support/SyslogSpy.h"
 #include "support/Thrown.h"
 #include "support/ZmqSpy.h"
-#include "transport/LeftBehind.h"
 
 #include <cerrno>
 #include <cstring>
@@ -105,7 +105,7 @@ TEST(MsgPattern, CannotBeMadeWithoutAContextAndTheNextOneTriesAgain)
             SyslogSpy log;
             ZmqSpy zmq;
             zmq.fail(c.function, 1, EMFILE);
-            const transport::LeftBehind leftBehind; // A context that refused its thread count.
+            const support::LostOnPurpose leftBehind; // A context that refused its thread count.
             EXPECT_EQ(thrownBy([&] { const Bare pattern(name); }), "std::runtime_error: " + c.text);
             EXPECT_TRUE(zmq.failed());
             EXPECT_THAT(log.takeLines(),

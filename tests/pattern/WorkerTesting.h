@@ -5,6 +5,7 @@
 #include "ostrel/MsgDealerWorkerPattern.h"
 #include "pattern/Watch.h"
 #include "support/Endpoint.h"
+#include "support/LostOnPurpose.h"
 #include "support/RawSocket.h"
 #include "support/ZmqSpy.h"
 
@@ -16,22 +17,12 @@
 #include <vector>
 #include <zmq.h>
 
-#if defined(__SANITIZE_ADDRESS__)
-#define ADDRESS_SANITIZER
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define ADDRESS_SANITIZER
-#endif
-#endif
-#ifdef ADDRESS_SANITIZER
-#include <sanitizer/lsan_interface.h>
-#endif
-
 /// What the tests of workers and their brokers share. They look at private members: what a failure
 /// leaves behind has no public way.
 namespace workertest {
 
 using support::Frames;
+using support::LostOnPurpose;
 using watch::Lines;
 
 /// The client that a handle names; "no handle" for null.
@@ -195,25 +186,6 @@ public:
         static int count = 0;
         return count;
     }
-};
-
-/// While it lives, what this thread allocates and loses is lost on purpose.
-class LostOnPurpose {
-public:
-    LostOnPurpose()
-    {
-#ifdef ADDRESS_SANITIZER
-        __lsan_disable();
-#endif
-    }
-    ~LostOnPurpose()
-    {
-#ifdef ADDRESS_SANITIZER
-        __lsan_enable();
-#endif
-    }
-    LostOnPurpose(const LostOnPurpose&) = delete;
-    LostOnPurpose& operator=(const LostOnPurpose&) = delete;
 };
 
 } // namespace workertest

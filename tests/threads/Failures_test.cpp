@@ -2,7 +2,6 @@
 // them is mixed by lines, never within one.
 
 #include "ostrel/Logger.h"
-#include "ostrel/MsgDealerClientChannel.h"
 #include "support/Endpoint.h"
 #include "support/SyslogSpy.h"
 #include "support/Thrown.h"

@@ -1,7 +1,7 @@
 // The wrapper itself: its one instance, its context, and what is left when it goes.
 
-#include "LeftBehind.h"
 #include "Transport.h"
+#include "support/LostOnPurpose.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -140,7 +140,7 @@ TEST(Wrapper, IsMadeOnceByConcurrentFirstCallers)
 
 TEST(Wrapper, IsTriedAgainAfterEveryFailureToMakeIt)
 {
-    const LeftBehind leftBehind;
+    const support::LostOnPurpose leftBehind;
     for (const FailingConstruction& failing : failingConstructions) {
         SCOPED_TRACE(failing.what);
         expectFailure(observe([] { ZMQWrapper::getInstance(); }, failing.faults), failing);
@@ -155,7 +155,7 @@ TEST(Wrapper, IsTriedAgainAfterEveryFailureToMakeIt)
 
 TEST(Wrapper, ReportsEveryFailureOfItsConstructor)
 {
-    const LeftBehind leftBehind;
+    const support::LostOnPurpose leftBehind;
     for (const FailingConstruction& failing : failingConstructions) {
         SCOPED_TRACE(failing.what);
         expectFailure(observe([] { const ZMQWrapper wrapper; }, failing.faults), failing);
@@ -185,7 +185,7 @@ TEST(Wrapper, IsTriedAgainAfterRunningOutOfMemory)
 
 TEST(Wrapper, SurvivesRunningOutOfMemoryWhileItReportsAFailure)
 {
-    const LeftBehind leftBehind;
+    const support::LostOnPurpose leftBehind;
     const FailingConstruction& failing = failingConstructions[2];
     int nth = 4; // The first three are for the options.
     for (; nth < 100; ++nth) {

@@ -1,0 +1,38 @@
+#ifndef OSTREL_TESTS_SUPPORT_LOSTONPURPOSE_H
+#define OSTREL_TESTS_SUPPORT_LOSTONPURPOSE_H
+
+#if defined(__SANITIZE_ADDRESS__)
+#define OSTREL_LEAKS_ARE_FOUND
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define OSTREL_LEAKS_ARE_FOUND
+#endif
+#endif
+#ifdef OSTREL_LEAKS_ARE_FOUND
+#include <sanitizer/lsan_interface.h>
+#endif
+
+namespace support {
+
+/// While it lives, what this thread allocates and loses is lost on purpose.
+class LostOnPurpose {
+public:
+    LostOnPurpose()
+    {
+#ifdef OSTREL_LEAKS_ARE_FOUND
+        __lsan_disable();
+#endif
+    }
+    ~LostOnPurpose()
+    {
+#ifdef OSTREL_LEAKS_ARE_FOUND
+        __lsan_enable();
+#endif
+    }
+    LostOnPurpose(const LostOnPurpose&) = delete;
+    LostOnPurpose& operator=(const LostOnPurpose&) = delete;
+};
+
+} // namespace support
+
+#endif
