@@ -9,12 +9,17 @@
 namespace ostrel::detail {
 
 /// The most characters that an item takes in a line: an int, or a literal.
-template <typename Item> constexpr std::size_t traceRoom = sizeof "-2147483648" - 1;
-template <std::size_t Size> constexpr std::size_t traceRoom<char[Size]> = Size - 1;
+template <typename Item> struct TraceRoom {
+    static constexpr std::size_t characters = sizeof "-2147483648" - 1;
+};
+
+template <std::size_t Size> struct TraceRoom<char[Size]> {
+    static constexpr std::size_t characters = Size - 1;
+};
 
 inline char* putInto(char* line, int number)
 {
-    return std::to_chars(line, line + traceRoom<int>, number).ptr;
+    return std::to_chars(line, line + TraceRoom<int>::characters, number).ptr;
 }
 
 template <std::size_t Size> char* putInto(char* line, const char (&literal)[Size])
@@ -40,7 +45,7 @@ public:
 
     template <typename... Items> void add(const Items&... items)
     {
-        constexpr std::size_t needed = (traceRoom<Items> + ...) + 1;
+        constexpr std::size_t needed = (TraceRoom<Items>::characters + ...) + 1;
         static_assert(needed <= Room, "no room for the line");
         if (mSize + needed > Room) {
             print();
@@ -54,7 +59,7 @@ public:
     void print()
     {
         if (mSize > 0) {
-            std::fwrite(mText, 1, mSize, stdout);
+            static_cast<void>(std::fwrite(mText, 1, mSize, stdout));
             mSize = 0;
         }
     }
@@ -67,7 +72,7 @@ private:
 /// Prints one line.
 template <typename... Items> void trace(const Items&... items)
 {
-    TraceLines<(traceRoom<Items> + ...) + 1>().add(items...);
+    TraceLines<(TraceRoom<Items>::characters + ...) + 1>().add(items...);
 }
 
 } // namespace ostrel::detail

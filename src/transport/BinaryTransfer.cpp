@@ -95,7 +95,10 @@ private:
 
     Bytes& bytesOf(unsigned int index)
     {
-        return index < fewParts ? mFew[index] : mMore[index - fewParts];
+        if (index < fewParts) {
+            return mFew[index];
+        }
+        return mMore[index - fewParts];
     }
 
     void makeRoom()
@@ -155,7 +158,7 @@ int ZMQWrapper::receive(void* socket, IpcMsg*& msg, long timeout) const
         bool headerPending = true;
         int type = 0;
         ArrivedParts parts(*msg);
-        detail::TraceLines<160> lines;
+        detail::TraceLines<100> lines; // The usual two.
         const Arrival arrival = detail::receiveFrames(
             socket, timeout,
             [&] {

@@ -16,7 +16,7 @@
 #include <stdexcept>
 #include <thread>
 
-#ifdef ADDRESS_SANITIZER
+#ifdef OSTREL_ADDRESS_SANITIZER
 #include <sanitizer/asan_interface.h>
 #endif
 
@@ -629,7 +629,7 @@ TEST(BrokerStart, LogsTheBareTextForAThreadThatCannotBeStarted)
     }
 }
 
-#ifdef ADDRESS_SANITIZER
+#ifdef OSTREL_ADDRESS_SANITIZER
 // Only the address sanitizer says what becomes of a block that nobody has anymore. Not every
 // compiler has a header for this one.
 extern "C" int __sanitizer_install_malloc_and_free_hooks(
@@ -765,7 +765,7 @@ void* blockOf(void* frontend, void* backend)
 /// poisoned; otherwise the next blocks of the size come from where it went.
 bool isFreed(std::uintptr_t address)
 {
-#ifdef ADDRESS_SANITIZER
+#ifdef OSTREL_ADDRESS_SANITIZER
     return __asan_address_is_poisoned(reinterpret_cast<const void*>(address)) != 0;
 #else
     std::vector<void*> blocks;

@@ -2,13 +2,13 @@
 #define OSTREL_TESTS_SUPPORT_LOSTONPURPOSE_H
 
 #if defined(__SANITIZE_ADDRESS__)
-#define OSTREL_LEAKS_ARE_FOUND
+#define OSTREL_ADDRESS_SANITIZER
 #elif defined(__has_feature)
 #if __has_feature(address_sanitizer)
-#define OSTREL_LEAKS_ARE_FOUND
+#define OSTREL_ADDRESS_SANITIZER
 #endif
 #endif
-#ifdef OSTREL_LEAKS_ARE_FOUND
+#ifdef OSTREL_ADDRESS_SANITIZER
 #include <sanitizer/lsan_interface.h>
 #endif
 
@@ -19,13 +19,13 @@ class LostOnPurpose {
 public:
     LostOnPurpose()
     {
-#ifdef OSTREL_LEAKS_ARE_FOUND
+#ifdef OSTREL_ADDRESS_SANITIZER
         __lsan_disable();
 #endif
     }
     ~LostOnPurpose()
     {
-#ifdef OSTREL_LEAKS_ARE_FOUND
+#ifdef OSTREL_ADDRESS_SANITIZER
         __lsan_enable();
 #endif
     }
