@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
-#include <thread>
+#include <sched.h>
 
 // What free() is behind ours: the C library's, or a sanitizer's.
 extern "C" void REAL_FREE(void* memory);
@@ -29,7 +29,8 @@ public:
     Locked()
     {
         while (busy.test_and_set(std::memory_order_acquire)) {
-            std::this_thread::yield();
+            // Not the C++ library's, which a sanitizer sees before it is ready for the thread.
+            sched_yield();
         }
     }
     ~Locked()
