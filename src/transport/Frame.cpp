@@ -12,10 +12,4 @@ void Frame::throwUnfilled()
     throw std::runtime_error("Failed to initialize ZeroMQ messagepart : ");
 }
 
-void Frame::throwNoData(const void* bytes)
-{
-    throw std::logic_error(bytes == nullptr ? "DataPart without data"
-                                            : "ZeroMQ frame without data");
-}
-
 } // namespace ostrel::detail

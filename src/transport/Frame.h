@@ -1,6 +1,7 @@
 #ifndef OSTREL_TRANSPORT_FRAME_H
 #define OSTREL_TRANSPORT_FRAME_H
 
+#include "message/Bounds.h"
 #include "transport/ZmqError.h"
 
 #include <cstddef>
@@ -38,9 +39,8 @@ public:
         }
         void* target = zmq_msg_data(&mMsg);
         if (size > 0) {
-            if (bytes == nullptr || target == nullptr) {
-                throwNoData(bytes);
-            }
+            require(bytes != nullptr, "DataPart without data");
+            require(target != nullptr, "ZeroMQ frame without data");
             std::memcpy(target, bytes, size);
         }
     }
@@ -84,7 +84,6 @@ public:
 
 private:
     [[noreturn]] void throwUnfilled();
-    [[noreturn]] static void throwNoData(const void* bytes);
 
     zmq_msg_t mMsg;
     bool mOpen;
