@@ -1,4 +1,4 @@
-#include "timing/Session.h"
+#include "timing/Pairing.h"
 
 #include "contender/ZmqSocket.h"
 #include "statistics/Statistics.h"
@@ -77,7 +77,7 @@ void drain(int fd)
 
 } // namespace
 
-Session::Session(const Workload& workload, const std::string& contender)
+Pairing::Pairing(const Workload& workload, const std::string& contender)
     : mName(contender + " at " + workload.name()),
       mEndpoints(workload.transport == Transport::ipc
                      ? Endpoints{mService.text(), mWorkers.text()}
@@ -94,24 +94,24 @@ Session::Session(const Workload& workload, const std::string& contender)
     mLeader.emplace(0, output, [&] { lead(workload, *makeContender(contender)); });
 }
 
-void Session::verify(int messages)
+void Pairing::verify(int messages)
 {
     run({Kind::verify, messages});
 }
 
-double Session::measure(int messages)
+double Pairing::measure(int messages)
 {
     return run({Kind::measure, messages}).seconds * 1e9 / messages;
 }
 
-Session::Flood Session::flood(int messages)
+Pairing::Flood Pairing::flood(int messages)
 {
     const Outcome outcome = run({Kind::flood, messages});
     return {messages / outcome.sendSeconds, static_cast<double>(outcome.received) / outcome.seconds,
             1 - static_cast<double>(outcome.received) / messages};
 }
 
-Session::Outcome Session::run(Order order)
+Pairing::Outcome Pairing::run(Order order)
 {
     writeValue(mOrders.writeEnd(), &order, sizeof order);
     Outcome outcome = {};
@@ -126,7 +126,7 @@ Session::Outcome Session::run(Order order)
 // --- In the children
 // ------------------------------------------------------------------------------
 
-void Session::lead(const Workload& workload, Contender& contender)
+void Pairing::lead(const Workload& workload, Contender& contender)
 {
     std::unique_ptr<Sender> publisher;
     std::unique_ptr<Asker> asker;
@@ -144,7 +144,7 @@ void Session::lead(const Workload& workload, Contender& contender)
     }
 }
 
-void Session::serve(const Workload& workload, Contender& contender)
+void Pairing::serve(const Workload& workload, Contender& contender)
 {
     if (workload.pattern == Pattern::publishSubscribe) {
         subscribe(workload, *contender.subscriber(mEndpoints.service));
@@ -155,7 +155,7 @@ void Session::serve(const Workload& workload, Contender& contender)
     }
 }
 
-Session::Outcome Session::exchange(const Workload& workload, Asker& asker, Order order)
+Pairing::Outcome Pairing::exchange(const Workload& workload, Asker& asker, Order order)
 {
     const std::string payload = makePayload(workload.size, verifyMark);
     const Bytes bytes = {payload.data(), payload.size()};
@@ -179,7 +179,7 @@ Session::Outcome Session::exchange(const Workload& workload, Asker& asker, Order
     return {seconds, seconds, order.messages};
 }
 
-void Session::join(Sender& publisher, const std::string& payload)
+void Pairing::join(Sender& publisher, const std::string& payload)
 {
     do {
         publisher.send({payload.data(), payload.size()});
@@ -188,7 +188,7 @@ void Session::join(Sender& publisher, const std::string& payload)
     readValue(mCredits.readEnd(), &joined, sizeof joined);
 }
 
-Session::Outcome Session::publish(const Workload& workload, Sender& publisher, Order order)
+Pairing::Outcome Pairing::publish(const Workload& workload, Sender& publisher, Order order)
 {
     const char marks[] = {verifyMark, pacedMark, floodMark};
     const std::string payload =
@@ -198,7 +198,7 @@ Session::Outcome Session::publish(const Workload& workload, Sender& publisher, O
                                      : publishPaced(workload, publisher, bytes, order.messages);
 }
 
-Session::Outcome Session::publishAtOnce(Sender& publisher, Bytes bytes, int messages)
+Pairing::Outcome Pairing::publishAtOnce(Sender& publisher, Bytes bytes, int messages)
 {
     const Clock::time_point start = Clock::now();
     for (int i = 0; i < messages; ++i) {
@@ -219,7 +219,7 @@ Session::Outcome Session::publishAtOnce(Sender& publisher, Bytes bytes, int mess
 ///
 /// A PUB socket learns only every millisecond or so that its messages were read, and drops what
 /// exceeds its queue by the number that it knows. The pauses let it learn.
-Session::Outcome Session::publishPaced(const Workload& workload, Sender& publisher, Bytes bytes,
+Pairing::Outcome Pairing::publishPaced(const Workload& workload, Sender& publisher, Bytes bytes,
                                        int messages)
 {
     std::vector<double> windows;
@@ -237,7 +237,7 @@ Session::Outcome Session::publishPaced(const Workload& workload, Sender& publish
     return {seconds, seconds, messages};
 }
 
-void Session::subscribe(const Workload& workload, Receiver& subscriber)
+void Pairing::subscribe(const Workload& workload, Receiver& subscriber)
 {
     const std::string whole = makePayload(workload.size, verifyMark);
     bool joined = false;

@@ -1,5 +1,5 @@
-#ifndef OSTREL_BENCH_TIMING_SESSION_H
-#define OSTREL_BENCH_TIMING_SESSION_H
+#ifndef OSTREL_BENCH_TIMING_PAIRING_H
+#define OSTREL_BENCH_TIMING_PAIRING_H
 
 #include "support/Endpoint.h"
 #include "timing/Child.h"
@@ -12,9 +12,9 @@ namespace bench {
 
 /// A contender at a workload: two processes that wait for rounds. One has the first core and
 /// measures, the other, which answers or subscribes, has the second.
-class Session {
+class Pairing {
 public:
-    Session(const Workload& workload, const std::string& contender);
+    Pairing(const Workload& workload, const std::string& contender);
 
     /// A round of `messages`, with every byte that arrives compared.
     void verify(int messages);

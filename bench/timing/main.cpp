@@ -5,7 +5,7 @@
 // that what slows the machine down for a while slows all of them. MODE is how much of it: smoke,
 // quick or full.
 
-#include "timing/Session.h"
+#include "timing/Pairing.h"
 
 #include <algorithm>
 #include <exception>
@@ -21,7 +21,7 @@
 
 namespace {
 
-using bench::Session;
+using bench::Pairing;
 using bench::Workload;
 using nlohmann::ordered_json;
 
@@ -38,15 +38,15 @@ const std::map<std::string, Mode> modes = {
     {"full", {true, 31, 0.05, 100000}},
 };
 
-using Sessions = std::vector<std::pair<std::string, std::unique_ptr<Session>>>;
+using Pairings = std::vector<std::pair<std::string, std::unique_ptr<Pairing>>>;
 
-Sessions startSessions(const Workload& workload)
+Pairings startPairings(const Workload& workload)
 {
-    Sessions sessions;
+    Pairings pairings;
     for (const std::string& name : bench::contendersFor(workload.pattern)) {
-        sessions.emplace_back(name, std::make_unique<Session>(workload, name));
+        pairings.emplace_back(name, std::make_unique<Pairing>(workload, name));
     }
-    return sessions;
+    return pairings;
 }
 
 /// Between the windows of a publisher are pauses.
@@ -56,26 +56,26 @@ double mostWindows(const Workload& workload)
 }
 
 /// How many messages take about `seconds`; a whole number of windows.
-int chooseMessages(const Workload& workload, Session& session, double seconds)
+int chooseMessages(const Workload& workload, Pairing& pairing, double seconds)
 {
     const int window = workload.window();
     const int trial = std::max(20, 2 * window);
-    session.measure(trial); // The first ones are slower.
-    double fastest = session.measure(trial);
+    pairing.measure(trial); // The first ones are slower.
+    double fastest = pairing.measure(trial);
     for (int i = 0; i < 4; ++i) {
-        fastest = std::min(fastest, session.measure(trial));
+        fastest = std::min(fastest, pairing.measure(trial));
     }
     const double wanted = seconds * 1e9 / fastest;
     const double windows = std::min(wanted / window, mostWindows(workload));
     return std::max(1, static_cast<int>(windows)) * window;
 }
 
-ordered_json floodAll(const Sessions& sessions, const Workload& workload, const Mode& mode)
+ordered_json floodAll(const Pairings& pairings, const Workload& workload, const Mode& mode)
 {
     ordered_json floods;
     const int messages = workload.size < 65536 ? mode.floodMessages : mode.floodMessages / 10;
-    for (const auto& [name, session] : sessions) {
-        const Session::Flood flood = session->flood(messages);
+    for (const auto& [name, pairing] : pairings) {
+        const Pairing::Flood flood = pairing->flood(messages);
         floods[name] = {{"sentPerSecond", flood.sentPerSecond},
                         {"receivedPerSecond", flood.receivedPerSecond},
                         {"dropped", flood.dropped}};
@@ -85,18 +85,18 @@ ordered_json floodAll(const Sessions& sessions, const Workload& workload, const 
 
 ordered_json measure(const Workload& workload, const Mode& mode)
 {
-    const Sessions sessions = startSessions(workload);
-    for (const auto& [name, session] : sessions) {
-        session->verify(2 * workload.window());
+    const Pairings pairings = startPairings(workload);
+    for (const auto& [name, pairing] : pairings) {
+        pairing->verify(2 * workload.window());
     }
-    const int messages = chooseMessages(workload, *sessions.back().second, mode.roundSeconds);
+    const int messages = chooseMessages(workload, *pairings.back().second, mode.roundSeconds);
     std::map<std::string, std::vector<double>> times;
     for (int round = 0; round < mode.rounds; ++round) {
         // Who comes first changes.
-        for (std::size_t turn = 0; turn < sessions.size(); ++turn) {
-            const auto& [name, session] =
-                sessions[(turn + static_cast<std::size_t>(round)) % sessions.size()];
-            times[name].push_back(session->measure(messages));
+        for (std::size_t turn = 0; turn < pairings.size(); ++turn) {
+            const auto& [name, pairing] =
+                pairings[(turn + static_cast<std::size_t>(round)) % pairings.size()];
+            times[name].push_back(pairing->measure(messages));
         }
     }
     ordered_json result = {{"bytes", workload.size},
@@ -105,7 +105,7 @@ ordered_json measure(const Workload& workload, const Mode& mode)
                            {"nanoseconds", times}};
     // The queues have room for a thousand messages, which must fit into memory.
     if (workload.pattern == bench::Pattern::publishSubscribe && workload.size <= 65536) {
-        result["flood"] = floodAll(sessions, workload, mode);
+        result["flood"] = floodAll(pairings, workload, mode);
     }
     return result;
 }
