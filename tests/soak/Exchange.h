@@ -183,6 +183,20 @@ Figures measuredLoops(Mate& mate, const Plan& plan, Step step, Enter enter)
     });
 }
 
+/// The same for a process that serves as the plan says: one by one, in turns, or in loops.
+template <typename Single, typename Turn, typename Enter>
+Figures measuredByWay(Mate& mate, const Plan& plan, Single single, Turn turn, Enter loop)
+{
+    switch (plan.way) {
+    case Way::turns:
+        return measuredSteps(mate, plan, turn);
+    case Way::loop:
+        return measuredLoops(mate, plan, single, loop);
+    default:
+        return measuredSteps(mate, plan, single);
+    }
+}
+
 /// The processes of one exchange of a pattern.
 std::vector<Role> requestReply(const Plan& plan);
 std::vector<Role> publishSubscribe(const Plan& plan);

@@ -52,14 +52,7 @@ Figures runServer(Mate& mate, const Plan& plan)
         };
         channel.ipcReceive(-1);
     };
-    switch (plan.way) {
-    case Way::turns:
-        return measuredSteps(mate, plan, turn);
-    case Way::loop:
-        return measuredLoops(mate, plan, single, loop);
-    default:
-        return measuredSteps(mate, plan, single);
-    }
+    return measuredByWay(mate, plan, single, turn, loop);
 }
 
 Figures runClient(Mate& mate, const Plan& plan)

@@ -115,14 +115,7 @@ Figures runWorker(Mate& mate, const Plan& plan)
         };
         channel.ipcReceive(0, -1);
     };
-    switch (plan.way) {
-    case Way::turns:
-        return measuredSteps(mate, plan, turn);
-    case Way::loop:
-        return measuredLoops(mate, plan, single, loop);
-    default:
-        return measuredSteps(mate, plan, single);
-    }
+    return measuredByWay(mate, plan, single, turn, loop);
 }
 
 /// Until something comes back: what the broker deals out to the worker that has just gone is lost.
