@@ -7,11 +7,13 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdlib>
 #include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <new>
+#include <pthread.h>
 #include <set>
 #include <stdexcept>
 #include <thread>
@@ -342,6 +344,73 @@ TEST(Broker, IsStartedOncePerNameByPatternsThatConnectTogether)
         NamedClient client("client", endpoints[name].clients.text());
         exchangeWithAll(client, "client", workers[name]);
     }
+}
+
+// Signals.
+
+namespace {
+
+void doNothing(int /*signal*/) {}
+
+void handleUsr1()
+{
+    struct sigaction action = {};
+    action.sa_handler = doNothing;
+    action.sa_flags = SA_RESTART;
+    ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
+}
+
+/// Sends the signal to the thread every few milliseconds, since one that comes before the thread
+/// waits changes nothing. Whether the thread has ended within so many of them.
+bool endsBySignals(pthread_t thread, int signals)
+{
+    for (int i = 0; i < signals; ++i) {
+        pthread_kill(thread, SIGUSR1);
+        timespec limit = {};
+        clock_gettime(CLOCK_REALTIME, &limit);
+        limit.tv_nsec += 5000000;
+        limit.tv_sec += limit.tv_nsec / 1000000000;
+        limit.tv_nsec %= 1000000000;
+        if (pthread_timedjoin_np(thread, nullptr, &limit) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+TEST(BrokerSignals, EndTheBrokerWhenTheirHandlerRunsOnItsThread)
+{
+    handleUsr1();
+    const Endpoints endpoints;
+    const std::vector<Worker> workers = alone(connected(makeWorker("pool", endpoints)));
+    NamedClient client("client", endpoints.clients.text());
+    exchange(client, "client", workers);
+    EXPECT_TRUE(endsBySignals(MsgDealerWorkerPattern::mProxyThreads["pool"], 4000));
+    // It stays recorded, so nobody starts another one.
+    client.send({header(7, 0), "to nobody"});
+    EXPECT_EQ(readableOf({workers[0]->mpSocket}, 100), -1);
+    Watch watch;
+    const Worker next = makeWorker("pool", endpoints);
+    EXPECT_EQ(watch([&] { next->connectEndpoint(); }),
+              (Outcome{"done", "", {}, joiningCalls(endpoints.workers.text())}));
+}
+
+TEST(BrokerSignals, DoNotReachABrokerThatIsStartedWhileTheyAreBlocked)
+{
+    handleUsr1();
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    const Endpoints endpoints;
+    const std::vector<Worker> workers = alone(connected(makeWorker("pool", endpoints)));
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    NamedClient client("client", endpoints.clients.text());
+    exchange(client, "client", workers);
+    EXPECT_FALSE(endsBySignals(MsgDealerWorkerPattern::mProxyThreads["pool"], 20));
+    exchange(client, "client", workers);
 }
 
 // Failing to start.
