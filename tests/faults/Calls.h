@@ -48,7 +48,10 @@ Steps givesUpFrame();
 /// Tries to send and is refused, by itself, the first frame.
 Steps isRefused();
 
+/// Looks whether there is something to read, and goes on in any case.
 Steps polls();
+
+/// Closes a socket for good, whatever fails.
 Steps closesSocket();
 
 /// Makes and binds a broker's sockets and starts its thread.
@@ -62,7 +65,7 @@ Steps runsProxy();
 /// The same inside of a layer that logs with `prefix`.
 Steps within(const std::string& prefix, Steps steps);
 
-/// The same inside of no such layer, or of one.
+/// The same inside of several, the innermost first, or of none.
 Steps within(const Lines& prefixes, Steps steps);
 
 /// The same inside of something that catches everything and goes on.

@@ -36,155 +36,185 @@ public:
     }
 };
 
-void addBase(Table& table)
+using OnBare = Row<BareChannel>;
+using Bare = Scene<BareChannel>;
+
+void make(Bare& here)
 {
-    using Here = Scene<BareChannel>;
-    const auto covers = [](const std::string& operation) {
-        return Lines{"MsgChannel::" + operation};
-    };
-    const auto make = [](Here& here) {
-        here.it.emplace(here.name);
-        here.it->pvthandle = new ostrel::MsgDealerClientPattern(here.name);
-    };
-    const auto connected = [make](Here& here) {
-        make(here);
-        dealerClient.connect(*here.it->pvthandle, here);
-    };
-    const auto withText = [connected](Here& here) {
-        connected(here);
-        writeText(dealerClient, here);
-    };
-    const auto withBinary = [connected](Here& here) {
-        connected(here);
-        writeBinary(dealerClient, here);
-    };
+    here.it.emplace(here.name);
+    here.it->pvthandle = new ostrel::MsgDealerClientPattern(here.name);
+}
+
+void connect(Bare& here)
+{
+    make(here);
+    dealerClient.connect(*here.it->pvthandle, here);
+}
+
+void connectWithText(Bare& here)
+{
+    connect(here);
+    writeText(dealerClient, here);
+}
+
+void connectWithBinary(Bare& here)
+{
+    connect(here);
+    writeBinary(dealerClient, here);
+}
+
+Lines ofBase(const std::string& operation)
+{
+    return {"MsgChannel::" + operation};
+}
+
+/// The topic becomes a std::string first.
+const std::vector<Ending> takingTopic = {withoutMemory(),
+                                         withoutMemory({prefix("StringMsg::insertPart")})};
+
+/// A text with its topic.
+const Frames topical = {otherText, longText, otherText};
+
+Steps receivingTopical()
+{
+    return within(dealerClient.receiving, receivesFrames({Use::text, Use::text, Use::text}));
+}
+
+std::vector<Ending> receivingTopicalMemory()
+{
+    return within(dealerClient.receiving, receivingTexts(3)) + std::vector<Ending>{withoutMemory()};
+}
+
+/// Whatever has arrived by then is taken for the message.
+Ending countOfOthers(std::size_t frame)
+{
+    return returns(static_cast<long>(frame) - 1);
+}
+
+void addBaseProperties(Table& table)
+{
     const std::string setting = prefix("MsgDealerClientPattern::setProperty");
     const std::string getting = prefix("MsgDealerClientPattern::getProperty");
-    using OnChannel = Row<BareChannel>;
-
-    OnChannel(
-        table, "MsgChannel.make", covers("MsgChannel(std::string)"), [](Here& /*here*/) {},
-        [](Here& here) {
+    OnBare(
+        table, "MsgChannel.make", ofBase("MsgChannel(std::string)"), [](Bare& /*here*/) {},
+        [](Bare& here) {
             here.it.emplace(here.name);
             return 0;
         });
-    OnChannel(table, "MsgChannel.destroy", covers("~MsgChannel()"), connected,
-              [](Here& here) {
-                  here.it.reset();
-                  return 0;
-              })
+    OnBare(table, "MsgChannel.destroy", ofBase("~MsgChannel()"), connect,
+           [](Bare& here) {
+               here.it.reset();
+               return 0;
+           })
         .calls(closesSocket())
         .destroys();
-    OnChannel(
-        table, "MsgChannel.setProperty", covers("setProperty(ostrel::channel_prop_t, std::string)"),
+    OnBare(
+        table, "MsgChannel.setProperty", ofBase("setProperty(ostrel::channel_prop_t, std::string)"),
         make,
-        [](Here& here) { return here.it->setProperty(dealerClient.endpoint, given(here.address)); })
+        [](Bare& here) { return here.it->setProperty(dealerClient.endpoint, given(here.address)); })
         .memory({withoutMemory({setting})});
-    OnChannel(
-        table, "MsgChannel.setWildcard", covers("setProperty(ostrel::channel_prop_t, std::string)"),
-        make,
-        [](Here& here) { return here.it->setProperty(dealerClient.endpoint, given(wildcard)); })
+    OnBare(table, "MsgChannel.setWildcard",
+           ofBase("setProperty(ostrel::channel_prop_t, std::string)"), make,
+           [](Bare& here) { return here.it->setProperty(dealerClient.endpoint, given(wildcard)); })
         .refuses("Invalid Endpoint : " + wildcard, {setting});
-    OnChannel(table, "MsgChannel.getProperty", covers("getProperty(ostrel::channel_prop_t)"),
-              connected,
-              [](Here& here) {
-                  here.got = here.it->getProperty(dealerClient.endpoint);
-                  return 0;
-              })
+    OnBare(table, "MsgChannel.getProperty", ofBase("getProperty(ostrel::channel_prop_t)"), connect,
+           [](Bare& here) {
+               here.got = here.it->getProperty(dealerClient.endpoint);
+               return 0;
+           })
         .memory({withoutMemory({getting})});
+}
 
-    // The topic becomes a std::string first.
-    const std::vector<Ending> takingTopic = {withoutMemory(),
-                                             withoutMemory({prefix("StringMsg::insertPart")})};
-    OnChannel(table, "MsgChannel.sendText", covers("send(char const*, ostrel::StringMsg*)"),
-              withText, [](Here& here) { return here.it->send(longText.c_str(), &here.text); })
+void addBaseSends(Table& table)
+{
+    OnBare(table, "MsgChannel.sendText", ofBase("send(char const*, ostrel::StringMsg*)"),
+           connectWithText, [](Bare& here) { return here.it->send(longText.c_str(), &here.text); })
         .calls(sendsFrames(3))
         .memory(takingTopic)
         .ends(returns(2))
         .shows(shown({longText, longText, otherText}),
-               [](Here& here) { return here.peer->received(); });
-    OnChannel(table, "MsgChannel.sendBinary", covers("send(ostrel::IpcMsg*)"), withBinary,
-              [](Here& here) { return here.it->send(&here.binary); })
+               [](Bare& here) { return here.peer->received(); });
+    OnBare(table, "MsgChannel.sendBinary", ofBase("send(ostrel::IpcMsg*)"), connectWithBinary,
+           [](Bare& here) { return here.it->send(&here.binary); })
         .calls(sendsFrames(3))
         .ends(returns(2));
+}
 
-    const auto offered = [connected](const Frames& frames) {
-        return [=](Here& here) {
-            connected(here);
+void addBaseReceives(Table& table)
+{
+    const auto offered = [](const Frames& frames) {
+        return [frames](Bare& here) {
+            connect(here);
             here.peer->send(frames);
         };
     };
-    const Frames topical = {otherText, longText, otherText};
-    const Lines layers = dealerClient.receiving;
-    const Steps receivesTopical = within(layers, receivesFrames({Use::text, Use::text, Use::text}));
-    const std::vector<Ending> receivingTopical =
-        within(layers, receivingTexts(3)) + std::vector<Ending>{withoutMemory()};
-    // Whatever has arrived by then is taken for the message.
-    const auto countOfOthers = [](std::size_t frame) {
-        return returns(static_cast<long>(frame) - 1);
-    };
-    OnChannel(table, "MsgChannel.receiveText",
-              covers("receive(std::string&, ostrel::StringMsg*, long)"), offered(topical),
-              [](Here& here) { return here.it->receive(here.got, &here.text, -1); })
-        .calls(receivesTopical)
-        .memory(receivingTopical)
+    OnBare(table, "MsgChannel.receiveText",
+           ofBase("receive(std::string&, ostrel::StringMsg*, long)"), offered(topical),
+           [](Bare& here) { return here.it->receive(here.got, &here.text, -1); })
+        .calls(receivingTopical())
+        .memory(receivingTopicalMemory())
         .ends(returns(2))
         .endsWithout(countOfOthers)
-        .shows(shown(topical), [](Here& here) {
+        .shows(shown(topical), [](Bare& here) {
             Lines all = support::partsOf(here.text);
             all.insert(all.begin(), here.got);
             return shown(all);
         });
-    OnChannel(table, "MsgChannel.receiveBinary", covers("receive(ostrel::IpcMsg*, long)"),
-              offered(binaryFrames()),
-              [](Here& here) { return here.it->receive(&here.binary, -1); })
+    OnBare(table, "MsgChannel.receiveBinary", ofBase("receive(ostrel::IpcMsg*, long)"),
+           offered(binaryFrames()), [](Bare& here) { return here.it->receive(&here.binary, -1); })
         .calls(receivingBinary(dealerClient))
         .memory(receivingBinaryMemory(dealerClient))
         .ends(returns(2));
+}
 
+void addBaseWaits(Table& table)
+{
     // The answer is there before the question.
-    OnChannel(
+    OnBare(
         table, "MsgChannel.sendTextAndWait",
-        covers("sendWaitResponse(char const*, ostrel::StringMsg*, std::string&, "
+        ofBase("sendWaitResponse(char const*, ostrel::StringMsg*, std::string&, "
                "ostrel::StringMsg*, long)"),
-        [withText, topical](Here& here) {
-            withText(here);
+        [](Bare& here) {
+            connectWithText(here);
             here.peer->send(topical);
         },
-        [](Here& here) {
+        [](Bare& here) {
             ostrel::StringMsg answer;
             return here.it->sendWaitResponse(longText.c_str(), &here.text, here.got, &answer, -1);
         })
-        .calls(sendsFrames(3) + receivesTopical)
-        .memory(takingTopic + receivingTopical)
+        .calls(sendsFrames(3) + receivingTopical())
+        .memory(takingTopic + receivingTopicalMemory())
         .ends(returns(2))
         .endsWithout(countOfOthers);
-    OnChannel(
+    OnBare(
         table, "MsgChannel.sendBinaryAndWait",
-        covers("sendWaitResponse(ostrel::IpcMsg*, ostrel::IpcMsg*, long)"),
-        [withBinary](Here& here) {
-            withBinary(here);
+        ofBase("sendWaitResponse(ostrel::IpcMsg*, ostrel::IpcMsg*, long)"),
+        [](Bare& here) {
+            connectWithBinary(here);
             here.peer->send(binaryFrames());
         },
-        [](Here& here) {
+        [](Bare& here) {
             ostrel::IpcMsg answer;
             return here.it->sendWaitResponse(&here.binary, &answer, -1);
         })
         .calls(sendsFrames(3) + receivingBinary(dealerClient))
         .memory(receivingBinaryMemory(dealerClient))
         .ends(returns(2));
+}
 
-    OnChannel(
+void addBaseMisuse(Table& table)
+{
+    OnBare(
         table, "MsgChannel.withoutAMessage",
         {"MsgChannel::send(char const*, ostrel::StringMsg*)", "MsgChannel::send(ostrel::IpcMsg*)",
          "MsgChannel::receive(std::string&, ostrel::StringMsg*, long)",
          "MsgChannel::receive(ostrel::IpcMsg*, long)",
          "MsgChannel::setProperty(ostrel::channel_prop_t, std::string)"},
-        [connected](Here& here) {
-            connected(here);
+        [](Bare& here) {
+            connect(here);
             here.got = std::string(256, 'x');
         },
-        [](Here& here) {
+        [](Bare& here) {
             ostrel::IpcMsg* noBinary = nullptr;
             return here.it->send("topic", nullptr) + here.it->send(nullptr, &here.text) +
                    here.it->send(noBinary) + here.it->receive(here.got, nullptr, -1) +
@@ -434,10 +464,10 @@ private:
     const Side& mSide;
 };
 
-void addRequest(Table& table)
+/// A channel that asks.
+template <typename Channel> void addClient(Table& table, const Side& side)
 {
-    using Channel = ostrel::MsgRequestClientChannel;
-    Rows<Channel> rows(table, request);
+    Rows<Channel> rows(table, side);
     rows.add();
     rows.addEndpoint("setServerEndPoint", [](Channel& channel, const std::string& endpoint) {
         return channel.setServerEndPoint(given(endpoint));
@@ -525,19 +555,6 @@ void addSubscribe(Table& table)
         .endsWithout([](std::size_t /*frame*/) { return returns(0); });
 }
 
-void addDealerClient(Table& table)
-{
-    using Channel = ostrel::MsgDealerClientChannel;
-    Rows<Channel> rows(table, dealerClient);
-    rows.add();
-    rows.addEndpoint("setServerEndPoint", [](Channel& channel, const std::string& endpoint) {
-        return channel.setServerEndPoint(given(endpoint));
-    });
-    rows.addSend();
-    rows.addFirstSend();
-    rows.addReceive();
-}
-
 /// What is lost of a worker's loop that fails while it receives one part, frame by frame.
 Steps losingWorkingMessage(Steps steps, const std::string& part)
 {
@@ -581,64 +598,55 @@ std::vector<Ending> workingMemory(const std::string& part)
                   within(layers, {withoutMemory({prefix("MsgDealerWorkerHandle::clone")})}));
 }
 
-void addDealerWorker(Table& table)
-{
-    using Channel = ostrel::MsgDealerWorkerChannel;
-    using Here = Scene<Channel>;
-    Rows<Channel> rows(table, dealerWorker);
-    rows.add();
-    rows.addEndpoint("setServerEndPoint", [](Channel& channel, const std::string& endpoint) {
-        return channel.setServerEndPoint(given(endpoint));
-    });
-    rows.addEndpoint("setWorkerEndPoint", [](Channel& channel, const std::string& endpoint) {
-        return channel.setWorkerEndPoint(given(endpoint));
-    });
-    rows.addCallback("registerCallBack(int, void (*)(int, char const*, int, "
-                     "ostrel::MsgDealerWorkerChannel*, ostrel::MsgHandle*))");
+using WorkerChannel = ostrel::MsgDealerWorkerChannel;
+using OnWorker = Scene<WorkerChannel>;
 
-    // An answer. After a failure its message is lost, but not the handle.
-    const auto withHandle = [](Here& here) {
+/// `arrange`, and a client to answer.
+std::function<void(OnWorker&)> asked(const std::function<void(OnWorker&)>& arrange)
+{
+    return [arrange](OnWorker& here) {
+        arrange(here);
         auto handle = std::make_unique<MsgDealerWorkerHandle>();
         handle->setIdentity(client);
         here.handle = std::move(handle);
     };
-    const auto answer = [](Here& here) {
-        const long sent = here.it->ipcSend(7, here.got.data(), static_cast<int>(here.got.size()),
-                                           here.handle.get());
-        here.handle.release(); // NOLINT(bugprone-unused-return-value): it went with the message.
-        return sent;
-    };
-    const auto showHandle = [](Here& here) { return workertest::clientOf(here.handle.get()); };
+}
+
+long answer(OnWorker& here)
+{
+    const long sent =
+        here.it->ipcSend(7, here.got.data(), static_cast<int>(here.got.size()), here.handle.get());
+    here.handle.release(); // NOLINT(bugprone-unused-return-value): it went with the message.
+    return sent;
+}
+
+/// After a failure the message of an answer is lost, but not the handle.
+void addWorkerAnswers(Rows<WorkerChannel>& rows)
+{
+    const auto showHandle = [](OnWorker& here) { return workertest::clientOf(here.handle.get()); };
     const Sizes message = leaks::answer(longText);
     const Sizes addressed = leaks::answer(client, longText);
     const std::vector<Ending> addressing =
         losing(message, {withoutMemory()}) + losing(addressed, {withoutMemory()});
     const std::string operation = "ipcSend(int, char*, int, ostrel::MsgHandle*)";
-    rows.row(
-            "ipcSend", operation,
-            [=, connected = rows.connected()](Here& here) {
-                connected(here);
-                withHandle(here);
-            },
-            answer)
+    rows.row("ipcSend", operation, asked(rows.connected()), answer)
         .calls(losing(addressed, sendsFrames(3)))
         .memory(std::vector<Ending>{withoutMemory()} + addressing)
         .ends(returns(1))
-        .shows("no handle", showHandle);
-    rows.row(
-            "ipcSendFirst", operation,
-            [=, ready = rows.ready()](Here& here) {
-                ready(here);
-                withHandle(here);
-            },
-            answer)
+        .shows("no handle", showHandle)
+        .unchanged();
+    rows.row("ipcSendFirst", operation, asked(rows.ready()), answer)
         .calls(losing(message, dealerWorker.connecting) + losing(addressed, sendsFrames(3)))
         .memory(std::vector<Ending>{withoutMemory()} +
                 losing(message, dealerWorker.connectingMemory) + addressing)
         .ends(returns(1))
-        .shows("no handle", showHandle);
+        .shows("no handle", showHandle)
+        .unchanged();
+}
 
-    // A message whose rest is overlooked has no header, and so the type 0.
+/// A message whose rest is overlooked has no header, and so the type 0.
+void addWorkerLoop(Rows<WorkerChannel>& rows)
+{
     const std::string part = longText;
     const Steps receives =
         within(dealerWorker.receiving, receivesFrames({Use::identity, Use::header, Use::part}));
@@ -646,7 +654,7 @@ void addDealerWorker(Table& table)
     const Sizes empty = leaks::working({}, 0);
     rows.addLoop(
             "loop", "ipcReceive(int, long)",
-            [ready = rows.ready(), part](Here& here) {
+            [ready = rows.ready(), part](OnWorker& here) {
                 ready(here);
                 here.peer.emplace(ZMQ_DEALER);
                 here.peer->name(client);
@@ -655,7 +663,7 @@ void addDealerWorker(Table& table)
                 here.sink.endpoint = here.workers;
                 here.it->registerCallBack(0, hearRequest);
             },
-            [](Here& here) { return here.it->ipcReceive(42, -1); }, "42 " + part + " " + client)
+            [](OnWorker& here) { return here.it->ipcReceive(42, -1); }, "42 " + part + " " + client)
         .calls(losing(empty, connecting) + losingWorkingMessage(receives, part))
         .memory(std::vector<Ending>{withoutMemory()} +
                 losing(empty, within(dealerWorker.receiving, dealerWorker.connectingMemory)) +
@@ -663,16 +671,36 @@ void addDealerWorker(Table& table)
         .endsWithout([](std::size_t /*frame*/) { return returns(0); });
 }
 
+void addDealerWorker(Table& table)
+{
+    Rows<WorkerChannel> rows(table, dealerWorker);
+    rows.add();
+    rows.addEndpoint("setServerEndPoint", [](WorkerChannel& channel, const std::string& endpoint) {
+        return channel.setServerEndPoint(given(endpoint));
+    });
+    rows.addEndpoint("setWorkerEndPoint", [](WorkerChannel& channel, const std::string& endpoint) {
+        return channel.setWorkerEndPoint(given(endpoint));
+    });
+    rows.addCallback("registerCallBack(int, void (*)(int, char const*, int, "
+                     "ostrel::MsgDealerWorkerChannel*, ostrel::MsgHandle*))");
+    addWorkerAnswers(rows);
+    addWorkerLoop(rows);
+}
+
 } // namespace
 
 void addChannels(Table& table)
 {
-    addBase(table);
-    addRequest(table);
+    addBaseProperties(table);
+    addBaseSends(table);
+    addBaseReceives(table);
+    addBaseWaits(table);
+    addBaseMisuse(table);
+    addClient<ostrel::MsgRequestClientChannel>(table, request);
     addReply(table);
     addPublish(table);
     addSubscribe(table);
-    addDealerClient(table);
+    addClient<ostrel::MsgDealerClientChannel>(table, dealerClient);
     addDealerWorker(table);
 }
 

@@ -17,10 +17,27 @@
 #include <chrono>
 #include <optional>
 #include <thread>
+#include <unistd.h>
 
 namespace faults {
 
 namespace {
+
+/// Waits while ZeroMQ, which frees closed sockets on a thread of its own and allows 1,023 in all,
+/// is far behind. The lowest free descriptor tells: each socket has one.
+void awaitClosedSockets()
+{
+    constexpr int many = 300;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    int lowest = many;
+    while (lowest >= many && std::chrono::steady_clock::now() < end) {
+        lowest = dup(STDERR_FILENO);
+        close(lowest);
+        if (lowest >= many) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+}
 
 bool wasMadeToFail(const std::string& call)
 {
@@ -101,6 +118,10 @@ public:
         mSeen.openSockets = mOpen - mSeen.openBefore;
         mSeen.recorded = workertest::isRecorded(mTrial->recordedName);
         mSeen.mutexFree = workertest::mutexIsFree();
+        if (!mSeen.mutexFree) {
+            pthread_mutex_unlock(
+                &ostrel::MsgDealerWorkerPattern::mProxyMutex); // Or all would hang.
+        }
         mSeen.shown = show();
         mSeen.hasPattern = mTrial->pattern != nullptr;
         mSeen.hasSocket = socket() != nullptr;
@@ -251,6 +272,7 @@ private:
 
 Seen experiment(const Operation& operation, const Fault& fault)
 {
+    awaitClosedSockets();
     return Experiment(operation, fault).run();
 }
 

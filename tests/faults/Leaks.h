@@ -39,7 +39,7 @@ inline const Sizes transport = {optionSize, optionSize, optionSize};
 constexpr int contexts = 1;
 
 /// The block that a broker's thread would have freed, had it started: two socket pointers.
-inline const Sizes blockForTheThread = {16};
+inline const Sizes blockForTheThread = {2 * sizeof(void*)};
 
 /// A running broker's sockets, open until the process ends.
 constexpr int socketsOfABroker = 2;

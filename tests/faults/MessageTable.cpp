@@ -94,30 +94,35 @@ void addParts(Table& table)
         .repeats();
 }
 
-void addBinaryMessages(Table& table)
-{
-    using Here = Scene<IpcMsg>;
-    using OnMsg = Row<IpcMsg>;
-    const auto fill = [](Here& here) {
-        here.it.emplace(7, 258);
-        support::append(*here.it, longText);
-        support::append(*here.it, "second");
-        here.handle = handleOf(client);
-    };
-    const std::string filled = "[" + longText + "][second] no handle";
+using OnBinary = Row<IpcMsg>;
+using Binary = Scene<IpcMsg>;
 
-    OnMsg(
+void fillBinary(Binary& here)
+{
+    here.it.emplace(7, 258);
+    support::append(*here.it, longText);
+    support::append(*here.it, "second");
+    here.handle = handleOf(client);
+}
+
+/// What both kinds of message hold before they are edited.
+const std::string filled = "[" + longText + "][second] no handle";
+
+void addBinaryMaking(Table& table)
+{
+
+    OnBinary(
         table, "IpcMsg.withoutACopy",
         {"IpcMsg::IpcMsg()", "IpcMsg::IpcMsg(int, int)", "IpcMsg::~IpcMsg()",
          "IpcMsg::getHandle() const", "IpcMsg::getMsgData()", "IpcMsg::getMsgSize()",
          "IpcMsg::getMsgSubType() const", "IpcMsg::getMsgType() const",
          "IpcMsg::getNumParts() const", "IpcMsg::operator[](unsigned int)",
          "IpcMsg::setMsgSubType(int)", "IpcMsg::setMsgType(int)"},
-        [](Here& here) {
+        [](Binary& here) {
             support::append(here.binary, longText);
             here.it.emplace();
         },
-        [](Here& here) {
+        [](Binary& here) {
             here.it.emplace();
             here.it.emplace(7, 258);
             IpcMsg& msg = here.binary;
@@ -130,13 +135,13 @@ void addBinaryMessages(Table& table)
         .ends(returns(static_cast<long>(longText.size()) + 6 + 1 + 3000))
         .shows(" no handle", describeIt<IpcMsg>);
 
-    OnMsg(
+    OnBinary(
         table, "IpcMsg.ofBytes", {"IpcMsg::IpcMsg(int, char*, int, ostrel::MsgHandle*)"},
-        [](Here& here) {
+        [](Binary& here) {
             here.handle = handleOf(client);
             here.got = longText;
         },
-        [](Here& here) {
+        [](Binary& here) {
             here.it.emplace(7, here.got.data(), static_cast<int>(here.got.size()),
                             here.handle.get());
             here.handle.release(); // NOLINT(bugprone-unused-return-value): the message has it.
@@ -147,14 +152,14 @@ void addBinaryMessages(Table& table)
         .unchanged();
 
     const std::string copying = binaryPrefix("IpcMsg::IpcMsg");
-    OnMsg(
+    OnBinary(
         table, "IpcMsg.copied", {"IpcMsg::IpcMsg(ostrel::IpcMsg const&)"},
-        [](Here& here) {
+        [](Binary& here) {
             support::append(here.binary, longText);
             support::append(here.binary, "second");
             here.binary.setHandle(handleOf(client).get());
         },
-        [](Here& here) {
+        [](Binary& here) {
             here.it.emplace(here.binary);
             return 0;
         })
@@ -163,93 +168,102 @@ void addBinaryMessages(Table& table)
         .unchanged();
 
     const std::string assigning = binaryPrefix("IpcMsg::Opearator=");
-    OnMsg(
+    OnBinary(
         table, "IpcMsg.assigned", {"IpcMsg::operator=(ostrel::IpcMsg const&)"},
-        [fill](Here& here) {
-            fill(here);
+        [](Binary& here) {
+            fillBinary(here);
             here.binary = addressed(support::messageOf<IpcMsg>({"one", "two", otherText}), client);
         },
-        [](Here& here) {
+        [](Binary& here) {
             *here.it = here.binary;
             return 0;
         })
         .memory({withoutMemory({assigning}), withoutMemory({cloning, assigning})})
         .shows("[one][two][" + otherText + "] " + client, describeIt<IpcMsg>)
         .repeats();
+}
 
-    OnMsg(table, "IpcMsg.setHandle", {"IpcMsg::setHandle(ostrel::MsgHandle const*)"}, fill,
-          [](Here& here) {
-              here.it->setHandle(here.handle.get());
-              return 0;
-          })
+void addBinaryEditing(Table& table)
+{
+    OnBinary(table, "IpcMsg.setHandle", {"IpcMsg::setHandle(ostrel::MsgHandle const*)"}, fillBinary,
+             [](Binary& here) {
+                 here.it->setHandle(here.handle.get());
+                 return 0;
+             })
         .memory({cloneFails})
         .shows("[" + longText + "][second] " + client, describeIt<IpcMsg>)
         .unchanged();
 
     const std::string grown = "[" + longText + "][" + otherText + "][second] no handle";
-    OnMsg(
+    OnBinary(
         table, "IpcMsg.insertPart", {"IpcMsg::insertPart(unsigned int, ostrel::DataPart)"},
-        [fill](Here& here) {
-            fill(here);
+        [](Binary& here) {
+            fillBinary(here);
             support::append(here.binary, otherText);
         },
-        [](Here& here) { return here.it->insertPart(1, given(here.binary[0])); })
+        [](Binary& here) { return here.it->insertPart(1, given(here.binary[0])); })
         .memory({withoutMemory()})
         .shows(grown, describeIt<IpcMsg>)
         .unchanged();
-    OnMsg(table, "IpcMsg.insertPartOfBytes", {"IpcMsg::insertPart(unsigned int, char const*, int)"},
-          fill,
-          [](Here& here) {
-              return here.it->insertPart(1, otherText.data(), static_cast<int>(otherText.size()));
-          })
+    OnBinary(table, "IpcMsg.insertPartOfBytes",
+             {"IpcMsg::insertPart(unsigned int, char const*, int)"}, fillBinary,
+             [](Binary& here) {
+                 return here.it->insertPart(1, otherText.data(),
+                                            static_cast<int>(otherText.size()));
+             })
         .memory({withoutMemory()})
         .shows(grown, describeIt<IpcMsg>)
         .unchanged();
-    OnMsg(table, "IpcMsg.appendPart", {"IpcMsg::insertPart(unsigned int, char const*, int)"}, fill,
-          [](Here& here) {
-              return here.it->insertPart(2, otherText.data(), static_cast<int>(otherText.size()));
-          })
+    OnBinary(table, "IpcMsg.appendPart", {"IpcMsg::insertPart(unsigned int, char const*, int)"},
+             fillBinary,
+             [](Binary& here) {
+                 return here.it->insertPart(2, otherText.data(),
+                                            static_cast<int>(otherText.size()));
+             })
         .memory({withoutMemory()})
         .shows("[" + longText + "][second][" + otherText + "] no handle", describeIt<IpcMsg>)
         .unchanged();
-    OnMsg(table, "IpcMsg.removePart", {"IpcMsg::removePart(unsigned int)"}, fill,
-          [](Here& here) { return here.it->removePart(0); })
+    OnBinary(table, "IpcMsg.removePart", {"IpcMsg::removePart(unsigned int)"}, fillBinary,
+             [](Binary& here) { return here.it->removePart(0); })
         .memory({withoutMemory()})
         .shows("[second] no handle", describeIt<IpcMsg>)
         .unchanged();
-    OnMsg(table, "IpcMsg.setNumParts", {"IpcMsg::setNumParts(unsigned int)"}, fill,
-          [](Here& here) { return here.it->setNumParts(3); })
+    OnBinary(table, "IpcMsg.setNumParts", {"IpcMsg::setNumParts(unsigned int)"}, fillBinary,
+             [](Binary& here) { return here.it->setNumParts(3); })
         .memory({withoutMemory({binaryPrefix("IpcMsg::setNumParts")})})
         .shows("[" + longText + "][second][null 0] no handle", describeIt<IpcMsg>)
         .unchanged();
+}
 
-    // Misuse. Only the look at a part is logged.
-    OnMsg(table, "IpcMsg.partOutOfBounds", {"IpcMsg::operator[](unsigned int)"}, fill,
-          [](Here& here) { return (*here.it)[2].mSize; })
+/// Only the look at a part is logged.
+void addBinaryMisuse(Table& table)
+{
+    OnBinary(table, "IpcMsg.partOutOfBounds", {"IpcMsg::operator[](unsigned int)"}, fillBinary,
+             [](Binary& here) { return (*here.it)[2].mSize; })
         .refuses("StringMsg part index out of bounds", {binaryPrefix("StringMsg::operator []")})
         .shows(filled, describeIt<IpcMsg>)
         .unchanged();
-    OnMsg(table, "IpcMsg.insertPartOutOfBounds",
-          {"IpcMsg::insertPart(unsigned int, ostrel::DataPart)"}, fill,
-          [](Here& here) { return here.it->insertPart(3, DataPart()); })
+    OnBinary(table, "IpcMsg.insertPartOutOfBounds",
+             {"IpcMsg::insertPart(unsigned int, ostrel::DataPart)"}, fillBinary,
+             [](Binary& here) { return here.it->insertPart(3, DataPart()); })
         .refuses("Invalid part number")
         .shows(filled, describeIt<IpcMsg>)
         .unchanged();
-    OnMsg(table, "IpcMsg.insertPartOfBytesOutOfBounds",
-          {"IpcMsg::insertPart(unsigned int, char const*, int)"}, fill,
-          [](Here& here) { return here.it->insertPart(3, "bytes", 5); })
+    OnBinary(table, "IpcMsg.insertPartOfBytesOutOfBounds",
+             {"IpcMsg::insertPart(unsigned int, char const*, int)"}, fillBinary,
+             [](Binary& here) { return here.it->insertPart(3, "bytes", 5); })
         .refuses("Invalid part number")
         .shows(filled, describeIt<IpcMsg>)
         .unchanged();
-    OnMsg(table, "IpcMsg.removePartOutOfBounds", {"IpcMsg::removePart(unsigned int)"}, fill,
-          [](Here& here) { return here.it->removePart(2); })
+    OnBinary(table, "IpcMsg.removePartOutOfBounds", {"IpcMsg::removePart(unsigned int)"},
+             fillBinary, [](Binary& here) { return here.it->removePart(2); })
         .refuses("Invalid part number")
         .shows(filled, describeIt<IpcMsg>)
         .unchanged();
-    OnMsg(
+    OnBinary(
         table, "IpcMsg.ofNoBytes", {"IpcMsg::IpcMsg(int, char*, int, ostrel::MsgHandle*)"},
-        [](Here& here) { here.handle = handleOf(client); },
-        [](Here& here) {
+        [](Binary& here) { here.handle = handleOf(client); },
+        [](Binary& here) {
             here.it.emplace(7, nullptr, 5, here.handle.get());
             return 0;
         })
@@ -260,51 +274,52 @@ void addBinaryMessages(Table& table)
         .unchanged();
 }
 
-void addTexts(Table& table)
-{
-    using Here = Scene<StringMsg>;
-    using OnMsg = Row<StringMsg>;
-    const auto fill = [](Here& here) {
-        here.it.emplace(support::messageOf<StringMsg>({longText, "second"}));
-        here.handle = handleOf(client);
-        here.got = otherText;
-    };
-    const std::string filled = "[" + longText + "][second] no handle";
+using OnText = Row<StringMsg>;
+using Text = Scene<StringMsg>;
 
-    OnMsg(table, "StringMsg.withoutACopy",
-          {"StringMsg::StringMsg(unsigned int)", "StringMsg::~StringMsg()",
-           "StringMsg::getHandle() const", "StringMsg::getNumParts() const",
-           "StringMsg::operator[](unsigned int)", "StringMsg::removePart(unsigned int)"},
-          fill,
-          [](Here& here) {
-              here.it->removePart(0);
-              const long size = static_cast<long>((*here.it)[0].size());
-              const long count =
-                  here.it->getNumParts() + (here.it->getHandle() == nullptr ? 10 : 0);
-              here.it.emplace(0);
-              return size + count;
-          })
+void fillText(Text& here)
+{
+    here.it.emplace(support::messageOf<StringMsg>({longText, "second"}));
+    here.handle = handleOf(client);
+    here.got = otherText;
+}
+
+void addTextMaking(Table& table)
+{
+    OnText(table, "StringMsg.withoutACopy",
+           {"StringMsg::StringMsg(unsigned int)", "StringMsg::~StringMsg()",
+            "StringMsg::getHandle() const", "StringMsg::getNumParts() const",
+            "StringMsg::operator[](unsigned int)", "StringMsg::removePart(unsigned int)"},
+           fillText,
+           [](Text& here) {
+               here.it->removePart(0);
+               const long size = static_cast<long>((*here.it)[0].size());
+               const long count =
+                   here.it->getNumParts() + (here.it->getHandle() == nullptr ? 10 : 0);
+               here.it.emplace(0);
+               return size + count;
+           })
         .ends(returns(17))
         .shows(" no handle", describeIt<StringMsg>);
 
     const std::string making = prefix("StringMsg::StringMsg");
-    OnMsg(
-        table, "StringMsg.ofParts", {"StringMsg::StringMsg(unsigned int)"}, [](Here& /*here*/) {},
-        [](Here& here) {
+    OnText(
+        table, "StringMsg.ofParts", {"StringMsg::StringMsg(unsigned int)"}, [](Text& /*here*/) {},
+        [](Text& here) {
             here.it.emplace(3);
             return 0;
         })
         .memory({withoutMemory({making})})
         .shows("[][][] no handle", describeIt<StringMsg>)
         .unchanged();
-    OnMsg(
+    OnText(
         table, "StringMsg.copied", {"StringMsg::StringMsg(ostrel::StringMsg const&)"},
-        [](Here& here) {
+        [](Text& here) {
             support::append(here.text, longText);
             support::append(here.text, "second");
             here.text.setHandle(handleOf(client).get());
         },
-        [](Here& here) {
+        [](Text& here) {
             here.it.emplace(here.text);
             return 0;
         })
@@ -313,56 +328,62 @@ void addTexts(Table& table)
         .unchanged();
 
     const std::string assigning = prefix("StringMsg::Opearator=");
-    OnMsg(
+    OnText(
         table, "StringMsg.assigned", {"StringMsg::operator=(ostrel::StringMsg const&)"},
-        [fill](Here& here) {
-            fill(here);
+        [](Text& here) {
+            fillText(here);
             here.text = addressed(support::messageOf<StringMsg>({"one", "two", otherText}), client);
         },
-        [](Here& here) {
+        [](Text& here) {
             *here.it = here.text;
             return 0;
         })
         .memory({withoutMemory({assigning}), withoutMemory({cloning, assigning})})
         .shows("[one][two][" + otherText + "] " + client, describeIt<StringMsg>)
         .repeats();
+}
 
-    OnMsg(table, "StringMsg.setHandle", {"StringMsg::setHandle(ostrel::MsgHandle const*)"}, fill,
-          [](Here& here) {
-              here.it->setHandle(here.handle.get());
-              return 0;
-          })
+void addTextEditing(Table& table)
+{
+    OnText(table, "StringMsg.setHandle", {"StringMsg::setHandle(ostrel::MsgHandle const*)"},
+           fillText,
+           [](Text& here) {
+               here.it->setHandle(here.handle.get());
+               return 0;
+           })
         .memory({cloneFails})
         .shows("[" + longText + "][second] " + client, describeIt<StringMsg>)
         .unchanged();
 
     const std::string inserting = prefix("StringMsg::insertPart");
-    OnMsg(table, "StringMsg.insertPart", {"StringMsg::insertPart(unsigned int, std::string)"}, fill,
-          [](Here& here) { return here.it->insertPart(1, given(here.got)); })
+    OnText(table, "StringMsg.insertPart", {"StringMsg::insertPart(unsigned int, std::string)"},
+           fillText, [](Text& here) { return here.it->insertPart(1, given(here.got)); })
         .memory({withoutMemory({inserting})})
         .shows("[" + longText + "][" + otherText + "][second] no handle", describeIt<StringMsg>)
         .unchanged();
-    OnMsg(table, "StringMsg.setNumParts", {"StringMsg::setNumParts(unsigned int)"}, fill,
-          [](Here& here) { return here.it->setNumParts(20); })
+    OnText(table, "StringMsg.setNumParts", {"StringMsg::setNumParts(unsigned int)"}, fillText,
+           [](Text& here) { return here.it->setNumParts(20); })
         .memory({withoutMemory({prefix("StringMsg::setNumParts")})})
-        .shows("20", [](Here& here) { return std::to_string(here.it->getNumParts()); })
+        .shows("20", [](Text& here) { return std::to_string(here.it->getNumParts()); })
         .unchanged();
+}
 
-    // Misuse.
+void addTextMisuse(Table& table)
+{
     const std::string invalid = "Invalid part number";
-    OnMsg(table, "StringMsg.partOutOfBounds", {"StringMsg::operator[](unsigned int)"}, fill,
-          [](Here& here) { return static_cast<long>((*here.it)[2].size()); })
+    OnText(table, "StringMsg.partOutOfBounds", {"StringMsg::operator[](unsigned int)"}, fillText,
+           [](Text& here) { return static_cast<long>((*here.it)[2].size()); })
         .refuses("StringMsg part index out of bounds", {prefix("StringMsg::operator []")})
         .shows(filled, describeIt<StringMsg>)
         .unchanged();
-    OnMsg(table, "StringMsg.insertPartOutOfBounds",
-          {"StringMsg::insertPart(unsigned int, std::string)"}, fill,
-          [](Here& here) { return here.it->insertPart(3, given(here.got)); })
-        .refuses(invalid, {inserting})
+    OnText(table, "StringMsg.insertPartOutOfBounds",
+           {"StringMsg::insertPart(unsigned int, std::string)"}, fillText,
+           [](Text& here) { return here.it->insertPart(3, given(here.got)); })
+        .refuses(invalid, {prefix("StringMsg::insertPart")})
         .shows(filled, describeIt<StringMsg>)
         .unchanged();
-    OnMsg(table, "StringMsg.removePartOutOfBounds", {"StringMsg::removePart(unsigned int)"}, fill,
-          [](Here& here) { return here.it->removePart(2); })
+    OnText(table, "StringMsg.removePartOutOfBounds", {"StringMsg::removePart(unsigned int)"},
+           fillText, [](Text& here) { return here.it->removePart(2); })
         .refuses(invalid, {prefix("StringMsg::removePart")})
         .shows(filled, describeIt<StringMsg>)
         .unchanged();
@@ -472,8 +493,12 @@ void addLog(Table& table)
 void addMessages(Table& table)
 {
     addParts(table);
-    addBinaryMessages(table);
-    addTexts(table);
+    addBinaryMaking(table);
+    addBinaryEditing(table);
+    addBinaryMisuse(table);
+    addTextMaking(table);
+    addTextEditing(table);
+    addTextMisuse(table);
     addHandles(table);
     addLog(table);
 }

@@ -71,36 +71,14 @@ void Peer::send(const Frames& frames)
 
 Frames Peer::receive()
 {
-    return receive(limit);
-}
-
-Frames Peer::receive(int milliseconds)
-{
-    const support::NotWatched notWatched;
-    REAL(zmq_setsockopt)(mSocket, ZMQ_RCVTIMEO, &milliseconds, sizeof milliseconds);
-    Frames frames;
-    int more = 1;
-    while (more != 0) {
-        zmq_msg_t msg;
-        REAL(zmq_msg_init)(&msg);
-        const int size = REAL(zmq_msg_recv)(&msg, mSocket, 0);
-        if (size == -1) {
-            demand(errno == EAGAIN, "zmq_msg_recv");
-            REAL(zmq_msg_close)(&msg);
-            return frames;
-        }
-        frames.emplace_back(static_cast<const char*>(REAL(zmq_msg_data)(&msg)),
-                            static_cast<std::size_t>(size));
-        more = REAL(zmq_msg_more)(&msg);
-        REAL(zmq_msg_close)(&msg);
-    }
-    return frames;
+    return support::receiveFrames(mSocket, limit);
 }
 
 std::string Peer::received()
 {
     std::string text;
-    for (Frames frames = receive(0); !frames.empty(); frames = receive(0)) {
+    for (Frames frames = support::receiveFrames(mSocket, 0); !frames.empty();
+         frames = support::receiveFrames(mSocket, 0)) {
         text += (text.empty() ? "" : " ") + shown(frames);
     }
     return text;

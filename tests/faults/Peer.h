@@ -33,8 +33,6 @@ public:
     std::string received();
 
 private:
-    Frames receive(int milliseconds);
-
     void* mSocket;
 };
 

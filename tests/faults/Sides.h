@@ -37,24 +37,27 @@ extern const Side subscribe;
 extern const Side dealerClient;
 extern const Side dealerWorker;
 
-/// The parts of a text and of a binary message, and what their receive comes to on `side`.
+/// The parts of every message, text or binary.
 extern const Lines parts;
 
 /// The message that `side` sends: to a client where it is a worker.
 void writeText(const Side& side, Stage& stage);
 void writeBinary(const Side& side, Stage& stage);
 
+/// What its send and its receive come to on `side`, with a socket.
 Steps sendingText(const Side& side);
 Steps sendingBinary(const Side& side);
 std::vector<Ending> sendingTextMemory(const Side& side);
 std::vector<Ending> sendingBinaryMemory(const Side& side);
 
-Frames textFrames();
-Frames binaryFrames();
 Steps receivingText(const Side& side);
 Steps receivingBinary(const Side& side);
 std::vector<Ending> receivingTextMemory(const Side& side);
 std::vector<Ending> receivingBinaryMemory(const Side& side);
+
+/// A message to receive, as it is on the wire without a client.
+Frames textFrames();
+Frames binaryFrames();
 
 /// What ZeroMQ's refusal of an operation out of turn comes to.
 Ending sendOutOfTurn();

@@ -156,7 +156,8 @@ void expectFailure(const Operation& operation, const Seen& seen, const Expected&
     EXPECT_TRUE(seen.happened);
     EXPECT_EQ(seen.ending, expected.ending);
     if (operation.unchanged) {
-        EXPECT_EQ(seen.shown, seen.shownBefore);
+        EXPECT_EQ(seen.shown,
+                  expected.ending == operation.normal ? operation.shown : seen.shownBefore);
     }
     expectOrder(operation, seen, expected);
 }

@@ -60,7 +60,7 @@ int Process::wait(int seconds)
 
 void Process::kill(int signal)
 {
-    if (!mEnded) {
+    if (!mEnded && mPid > 0) {
         ::kill(mPid, signal);
     }
 }

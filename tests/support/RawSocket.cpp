@@ -78,14 +78,25 @@ void RawSocket::send(const Frames& frames)
 
 Frames RawSocket::receive(int milliseconds)
 {
+    return receiveFrames(mSocket, milliseconds);
+}
+
+void* RawSocket::handle() const
+{
+    return mSocket;
+}
+
+Frames receiveFrames(void* socket, int milliseconds)
+{
     const NotWatched notWatched;
+    demand(REAL(zmq_setsockopt)(socket, ZMQ_RCVTIMEO, &milliseconds, sizeof milliseconds) == 0,
+           "option");
     Frames frames;
-    setOption(ZMQ_RCVTIMEO, milliseconds);
     int more = 1;
     while (more != 0) {
         zmq_msg_t msg;
         REAL(zmq_msg_init)(&msg);
-        const int size = REAL(zmq_msg_recv)(&msg, mSocket, 0);
+        const int size = REAL(zmq_msg_recv)(&msg, socket, 0);
         if (size == -1) {
             demand(errno == EAGAIN, "zmq_msg_recv");
             REAL(zmq_msg_close)(&msg);
@@ -97,11 +108,6 @@ Frames RawSocket::receive(int milliseconds)
         REAL(zmq_msg_close)(&msg);
     }
     return frames;
-}
-
-void* RawSocket::handle() const
-{
-    return mSocket;
 }
 
 } // namespace support

@@ -36,6 +36,9 @@ private:
     void* mSocket;
 };
 
+/// The next message of any socket, as RawSocket::receive() takes it.
+Frames receiveFrames(void* socket, int milliseconds);
+
 } // namespace support
 
 #endif
