@@ -28,7 +28,7 @@ struct SilentTrace {
 /// `running` before it made `working`; the flag is relaxed because nothing is handed over with it.
 template <typename Callbacks, typename Trace, typename Receive, typename Call>
 void dispatch(const std::atomic<bool>& running, const Callbacks& callbacks, IpcMsg& working,
-              Trace trace, Receive receive, Call call)
+              Trace&& trace, Receive receive, Call call)
 {
     while (running.load(std::memory_order_relaxed)) {
         trace.beforeReceive();

@@ -5,45 +5,49 @@
 #include "ostrel/IpcMsg.h"
 #include "ostrel/MsgDealerWorkerPattern.h"
 
-#include <cstdio>
-
 namespace ostrel {
-
-using detail::trace;
 
 namespace {
 
-/// What the worker's loop prints.
-struct PrintedTrace {
-    void beforeReceive() const
+/// What the worker's loop prints: before it waits, and before the callback may print something
+/// itself.
+class PrintedTrace {
+public:
+    void beforeReceive()
     {
-        trace("MsgDealerWorkerChannel::ipcReceive before receive");
+        mLines.add("MsgDealerWorkerChannel::ipcReceive before receive");
+        mLines.print();
     }
 
-    void afterReceive(int result) const
+    void afterReceive(int result)
     {
-        trace("MsgDealerWorkerChannel::ipcReceive got the msg retCode = ", result);
+        mLines.add("MsgDealerWorkerChannel::ipcReceive got the msg retCode = ", result);
     }
 
     template <typename Callbacks>
-    void beforeLookup(int result, int type, const Callbacks& callbacks) const
+    void beforeLookup(int result, int type, const Callbacks& callbacks)
     {
-        trace("MsgDealerWorkerChannel::ipcReceive got the msg retCode = ", result, " type ", type);
+        mLines.add("MsgDealerWorkerChannel::ipcReceive got the msg retCode = ", result, " type ",
+                   type);
         for (const auto& entry : callbacks) {
-            std::printf("--> msgType %d - pointer %p\n", entry.first,
-                        reinterpret_cast<void*>(entry.second));
+            mLines.add("--> msgType ", entry.first, " - pointer ",
+                       reinterpret_cast<const void*>(entry.second));
         }
     }
 
-    void found() const
+    void found()
     {
-        trace("MsgDealerWorkerChannel::ipcReceive found call back");
+        mLines.add("MsgDealerWorkerChannel::ipcReceive found call back");
+        mLines.print();
     }
 
-    void notFound() const
+    void notFound()
     {
-        trace("MsgDealerWorkerChannel::ipcReceive could not find it");
+        mLines.add("MsgDealerWorkerChannel::ipcReceive could not find it");
     }
+
+private:
+    detail::TraceLines<400> mLines; // Those of a message with a handful of callbacks.
 };
 
 } // namespace
@@ -84,8 +88,9 @@ int MsgDealerWorkerChannel::ipcReceive(int arg, long timeoutMs)
     // Not on the stack: after a throw it is not released. Kept: applications rely on the handle
     // that a callback was lent staying good then.
     auto* working = new IpcMsg();
+    PrintedTrace trace;
     detail::dispatch(
-        mRunning, mCallbacks, *working, PrintedTrace(),
+        mRunning, mCallbacks, *working, trace,
         [&](IpcMsg& msg) { return receive(&msg, timeoutMs); },
         [&](auto callback) {
             callback(arg, working->getMsgData(), working->getMsgSize(), this, working->getHandle());

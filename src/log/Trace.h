@@ -3,14 +3,19 @@
 
 #include <charconv>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
 namespace ostrel::detail {
 
-/// The most characters that an item takes in a line: an int, or a literal.
+/// The most characters that an item takes in a line: an int, an address, or a literal.
 template <typename Item> struct TraceRoom {
     static constexpr std::size_t characters = sizeof "-2147483648" - 1;
+};
+
+template <> struct TraceRoom<const void*> {
+    static constexpr std::size_t characters = sizeof "0x0123456789abcdef" - 1;
 };
 
 template <std::size_t Size> struct TraceRoom<char[Size]> {
@@ -20,6 +25,20 @@ template <std::size_t Size> struct TraceRoom<char[Size]> {
 inline char* putInto(char* line, int number)
 {
     return std::to_chars(line, line + TraceRoom<int>::characters, number).ptr;
+}
+
+/// As "%p" prints it.
+inline char* putInto(char* line, const void* address)
+{
+    if (address == nullptr) {
+        constexpr char nil[] = "(nil)";
+        std::memcpy(line, nil, sizeof nil - 1);
+        return line + (sizeof nil - 1);
+    }
+    *line++ = '0';
+    *line++ = 'x';
+    const auto number = reinterpret_cast<std::uintptr_t>(address);
+    return std::to_chars(line, line + 2 * sizeof number, number, 16).ptr;
 }
 
 template <std::size_t Size> char* putInto(char* line, const char (&literal)[Size])
@@ -56,15 +75,52 @@ public:
         mSize = static_cast<std::size_t>(end - mText);
     }
 
+    /// A line with a text of any length in it, behind `before`.
+    template <std::size_t Size, typename... Items>
+    void addWithText(const char (&before)[Size], const char* text, const Items&... after)
+    {
+        constexpr std::size_t others = Size - 1 + (TraceRoom<Items>::characters + ...) + 1;
+        static_assert(others <= Room, "no room for the line");
+        const std::size_t length = std::strlen(text);
+        if (mSize + others + length > Room) {
+            print();
+        }
+        // Held if the line is handed over in pieces, which it is if it has no room here.
+        flockfile(stdout);
+        append(before, Size - 1);
+        append(text, length);
+        add(after...);
+        if (others + length > Room) {
+            print();
+        }
+        funlockfile(stdout);
+    }
+
     void print()
     {
         if (mSize > 0) {
-            static_cast<void>(std::fwrite(mText, 1, mSize, stdout));
+            write(mText, mSize);
             mSize = 0;
         }
     }
 
 private:
+    static void write(const char* text, std::size_t size)
+    {
+        static_cast<void>(std::fwrite(text, 1, size, stdout));
+    }
+
+    void append(const char* text, std::size_t size)
+    {
+        if (mSize + size > Room) {
+            print();
+            write(text, size);
+        } else {
+            std::memcpy(mText + mSize, text, size);
+            mSize += size;
+        }
+    }
+
     std::size_t mSize;
     char mText[Room];
 };

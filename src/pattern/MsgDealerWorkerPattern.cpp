@@ -11,7 +11,6 @@
 #include "pattern/Properties.h"
 #include "pattern/PthreadLock.h"
 
-#include <cstdio>
 #include <cstring>
 #include <zmq.h>
 
@@ -57,7 +56,6 @@ std::string readIdentity(const DataPart& part)
         const int length = part.mSize <= wholeIdentity ? part.mSize : cutIdentity;
         std::memcpy(identity, part.mData, static_cast<std::size_t>(length));
     }
-    std::printf("===> identity = %s \n", identity);
     return identity;
 }
 
@@ -140,10 +138,11 @@ int MsgDealerWorkerPattern::send(IpcMsg* msg)
         [&] {
             const std::string identity = identityOf(msg->getHandle());
             const int length = static_cast<int>(identity.size());
-            trace("MsgDealerWorkerPattern::send insert the identity");
-            std::printf("MsgDealerWorkerPattern::send %s - %d\n", identity.c_str(), length);
+            detail::TraceLines<200> lines;
+            lines.add("MsgDealerWorkerPattern::send insert the identity");
+            lines.addWithText("MsgDealerWorkerPattern::send ", identity.c_str(), " - ", length);
             msg->insertPart(0, identity.data(), length);
-            trace("MsgDealerWorkerPattern::send sending to worker ???");
+            lines.add("MsgDealerWorkerPattern::send sending to worker ???");
         },
         [&] { return mpMsgQ->send(mpSocket, msg); });
 }
@@ -157,12 +156,15 @@ int MsgDealerWorkerPattern::receive(IpcMsg* msg, long timeoutMs)
         trace("MsgDealerWorkerPattern:receive before receive");
         const int received = mpMsgQ->receive(mpSocket, msg, timeoutMs);
         const int type = msg == nullptr ? 0 : msg->getMsgType();
-        trace("MsgDealerWorkerPattern:receive ret=", received, " type=", type);
+        detail::TraceLines<200> lines;
+        lines.add("MsgDealerWorkerPattern:receive ret=", received, " type=", type);
         if (received <= 0 || msg == nullptr || msg->getNumParts() == 0) {
             return received;
         }
-        trace("MsgDealerWorkerPattern:receive numParts=", msg->getNumParts());
-        takeIdentity(*msg, readIdentity((*msg)[0]));
+        lines.add("MsgDealerWorkerPattern:receive numParts=", msg->getNumParts());
+        const std::string identity = readIdentity((*msg)[0]);
+        lines.addWithText("===> identity = ", identity.c_str(), " ");
+        takeIdentity(*msg, identity);
         return received - 1;
     });
 }

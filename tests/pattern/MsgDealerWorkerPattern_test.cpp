@@ -544,6 +544,16 @@ TEST(WorkerBinarySend, SendsEveryByteOfTheIdentityAndPrintsItUpToItsFirstZero)
         {"100%s", "MsgDealerWorkerPattern::send 100%s - 5\n"},
         {std::string(255, 'x'),
          "MsgDealerWorkerPattern::send " + std::string(255, 'x') + " - 255\n"},
+        // Just fits behind the line before, just does not, and is longer than what is put together.
+        {std::string(86, 'x'), "MsgDealerWorkerPattern::send " + std::string(86, 'x') + " - 86\n"},
+        {std::string(112, 'x'),
+         "MsgDealerWorkerPattern::send " + std::string(112, 'x') + " - 112\n"},
+        {std::string(113, 'x'),
+         "MsgDealerWorkerPattern::send " + std::string(113, 'x') + " - 113\n"},
+        {std::string(156, 'x'),
+         "MsgDealerWorkerPattern::send " + std::string(156, 'x') + " - 156\n"},
+        {std::string(157, 'x'),
+         "MsgDealerWorkerPattern::send " + std::string(157, 'x') + " - 157\n"},
     };
     for (const Case& one : cases) {
         Joined joined;
