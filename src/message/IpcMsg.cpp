@@ -114,12 +114,13 @@ void IpcMsg::setHandle(const MsgHandle* handle)
 
 DataPart& IpcMsg::operator[](unsigned int index)
 {
-    // Prefix and text name the text message, with this class's lower-case library word. Kept: log
-    // filters rely on both.
-    return logged("Error : ostrel::StringMsg::operator []() : ", [&]() -> DataPart& {
-        require(index < mParts.size(), "StringMsg part index out of bounds");
-        return mParts[index];
-    });
+    if (index >= mParts.size()) {
+        // Prefix and text name the text message, with this class's lower-case library word. Kept:
+        // log filters rely on both.
+        logged("Error : ostrel::StringMsg::operator []() : ",
+               [] { detail::throwLogicError("StringMsg part index out of bounds"); });
+    }
+    return mParts[index];
 }
 
 int IpcMsg::insertPart(unsigned int index, DataPart part)

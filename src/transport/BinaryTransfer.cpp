@@ -23,11 +23,9 @@ using detail::trace;
 namespace {
 
 // In line, as a call would cost more than what is around the calls to ZeroMQ.
-[[gnu::always_inline]] inline void sendPart(void* socket, IpcMsg& msg, int index, int count)
+[[gnu::always_inline]] inline void sendPart(Frame& frame, void* socket, const DataPart& part,
+                                            bool last)
 {
-    const bool last = index == count - 1;
-    Frame frame;
-    const DataPart& part = msg[static_cast<unsigned int>(index)];
     // A negative size becomes one that no frame can have: ZeroMQ refuses it.
     detail::sendFrame(frame, socket, part.mData, static_cast<std::size_t>(part.mSize),
                       last ? detail::lastFrame : detail::moreFrames);
@@ -119,6 +117,46 @@ private:
     std::vector<Bytes> mMore;
 };
 
+/// Appends the parts of the next message to `msg`. The first one is an identity where messages are
+/// framed by them.
+int appendMessage(void* socket, long timeout, IpcMsg& msg, bool identityPending)
+{
+    bool headerPending = true;
+    int type = 0;
+    ArrivedParts parts(msg);
+    detail::TraceLines<100> lines; // The usual two.
+    const Arrival arrival = detail::receiveFrames(
+        socket, timeout,
+        [&] {
+            lines.add("ZMQWrapper::receive: about to receive the msg");
+            lines.print();
+        },
+        [&](Frame& frame) {
+            const std::size_t length = frame.size();
+            const int size = static_cast<int>(length);
+            if (identityPending) {
+                lines.add("get the identity size ", size);
+                parts.add(frame, size);
+            } else if (headerPending && length == detail::headerSize) {
+                lines.add("get the msg hdr size ", size);
+                type = detail::decodeType(requireData(frame));
+                headerPending = false;
+            } else if (headerPending) {
+                // Dropped; the next frame is tried as the header.
+                lines.add("ZMQWrapper::receive: something is messed up ... size=", size);
+            } else {
+                lines.add("get the msg size ", size);
+                parts.add(frame, size);
+            }
+            identityPending = false;
+        });
+    parts.join();
+    if (arrival == Arrival::message) {
+        msg.setMsgType(type);
+    }
+    return detail::receiveResult(arrival, msg.getNumParts());
+}
+
 } // namespace
 
 int ZMQWrapper::send(void* socket, IpcMsg* msg) const
@@ -130,19 +168,22 @@ int ZMQWrapper::send(void* socket, IpcMsg* msg) const
         const detail::Header header = detail::encodeHeader(msg->getMsgType(), msg->getMsgSubType());
         int next = 0;
         if (__atomic_load_n(&mIdentityEnabled, __ATOMIC_RELAXED)) {
-            sendPart(socket, *msg, next++, msg->getNumParts());
+            Frame frame; // Before the part, which may not be there.
+            sendPart(frame, socket, (*msg)[0], msg->getNumParts() == 1);
+            ++next;
         }
         {
             // Always with more to come, also when nothing does: see the public contract.
             Frame frame;
             detail::sendFrame(frame, socket, &header, sizeof header, detail::moreFrames);
         }
-        int count = msg->getNumParts();
-        for (; next < count; ++next) {
-            sendPart(socket, *msg, next, count);
-            count = msg->getNumParts();
+        for (; next < msg->getNumParts(); ++next) {
+            const DataPart& part = (*msg)[static_cast<unsigned int>(next)];
+            const bool last = next == msg->getNumParts() - 1;
+            Frame frame;
+            sendPart(frame, socket, part, last);
         }
-        return count;
+        return msg->getNumParts();
     });
 }
 
@@ -154,41 +195,8 @@ int ZMQWrapper::receive(void* socket, IpcMsg*& msg, long timeout) const
             return -1;
         }
         // The message is not emptied: parts are appended. Kept: applications rely on it.
-        bool identityPending = __atomic_load_n(&mIdentityEnabled, __ATOMIC_RELAXED);
-        bool headerPending = true;
-        int type = 0;
-        ArrivedParts parts(*msg);
-        detail::TraceLines<100> lines; // The usual two.
-        const Arrival arrival = detail::receiveFrames(
-            socket, timeout,
-            [&] {
-                lines.add("ZMQWrapper::receive: about to receive the msg");
-                lines.print();
-            },
-            [&](Frame& frame) {
-                const std::size_t length = frame.size();
-                const int size = static_cast<int>(length);
-                if (identityPending) {
-                    lines.add("get the identity size ", size);
-                    parts.add(frame, size);
-                } else if (headerPending && length == detail::headerSize) {
-                    lines.add("get the msg hdr size ", size);
-                    type = detail::decodeType(requireData(frame));
-                    headerPending = false;
-                } else if (headerPending) {
-                    // Dropped; the next frame is tried as the header.
-                    lines.add("ZMQWrapper::receive: something is messed up ... size=", size);
-                } else {
-                    lines.add("get the msg size ", size);
-                    parts.add(frame, size);
-                }
-                identityPending = false;
-            });
-        parts.join();
-        if (arrival == Arrival::message) {
-            msg->setMsgType(type);
-        }
-        return detail::receiveResult(arrival, msg->getNumParts());
+        return appendMessage(socket, timeout, *msg,
+                             __atomic_load_n(&mIdentityEnabled, __ATOMIC_RELAXED));
     });
 }
 
