@@ -1,30 +1,7 @@
-#include "message/Bounds.h"
 #include "message/PartBytes.h"
 #include "ostrel/IpcMsg.h"
 
-#include <cstdlib>
-#include <cstring>
-#include <new>
-
 namespace ostrel {
-
-namespace detail {
-
-char* copyBytes(const void* data, int size)
-{
-    if (size <= 0) {
-        return nullptr;
-    }
-    require(data != nullptr, "DataPart without data");
-    const auto length = static_cast<std::size_t>(size);
-    void* copy = std::malloc(length);
-    if (copy == nullptr) {
-        throw std::bad_alloc();
-    }
-    return static_cast<char*>(std::memcpy(copy, data, length));
-}
-
-} // namespace detail
 
 DataPart::DataPart() : mData(nullptr), mSize(0) {}
 
@@ -40,7 +17,7 @@ DataPart::DataPart(const DataPart& other)
 DataPart& DataPart::operator=(const DataPart& other)
 {
     // The own bytes go first, as they always have: a message never needs room for both.
-    std::free(mData);
+    detail::releaseBytes(mData, mSize);
     mData = nullptr;
     mSize = 0;
     mData = detail::copyBytes(other.mData, other.mSize);
@@ -50,7 +27,7 @@ DataPart& DataPart::operator=(const DataPart& other)
 
 DataPart::~DataPart()
 {
-    std::free(mData);
+    detail::releaseBytes(mData, mSize);
 }
 
 } // namespace ostrel
