@@ -14,6 +14,7 @@
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -114,14 +115,18 @@ ordered_json measure(const Workload& workload, const Mode& mode)
 
 int main(int argc, char** argv)
 {
-    if (argc != 3 || modes.count(argv[1]) == 0) {
-        std::cerr << "usage: bench_timing smoke|quick|full JSON\n";
+    if (argc < 3 || modes.count(argv[1]) == 0) {
+        std::cerr << "usage: bench_timing smoke|quick|full JSON [WORKLOAD...]\n";
         return 2;
     }
+    const std::set<std::string> wanted(argv + 3, argv + argc); // All when there are none.
     try {
         const Mode& mode = modes.at(argv[1]);
         ordered_json results;
         for (const Workload& workload : bench::workloads(mode.allWorkloads)) {
+            if (!wanted.empty() && wanted.count(workload.name()) == 0) {
+                continue;
+            }
             std::cerr << workload.name() << '\n';
             results[workload.name()] = measure(workload, mode);
         }
