@@ -12,9 +12,13 @@ namespace ostrel {
 class MsgHandle {
 public:
     // Slot order is ABI: append only.
+    /// Messages delete their handles through it.
     virtual ~MsgHandle();
 
-    /// A new copy of this handle, made with `new` and owned by the caller.
+    /// A new copy of this handle.
+    ///
+    /// @return The copy, made with `new`, owned by the caller. Never null.
+    /// @throw std::exception what the concrete handle says.
     virtual MsgHandle* clone() const = 0;
 };
 

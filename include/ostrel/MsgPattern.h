@@ -28,64 +28,115 @@ enum channel_prop_t : int {
 /// there is no retry. Make a new one.
 ///
 /// Errors: std::logic_error for misuse, std::runtime_error for failures of ZeroMQ (see ZMQWrapper).
-/// Operations that log do so with "Error : Ostrel::<class>::<operation>() : " + what(), unless the
-/// class says otherwise.
+/// An operation that logs writes its line after the lines of the transport, so that one failure
+/// gives several lines, the innermost first. Any operation that keeps or copies a text may also
+/// throw std::bad_alloc.
 ///
 /// Threads: a pattern is used by one thread at a time.
 class MsgPattern {
 public:
-    /// Keeps `name` and obtains the transport.
+    /// Keeps the name and obtains the transport.
     ///
-    /// Throws std::logic_error "Invalid Channel name specified" for an empty name, or what building
-    /// the transport throws. Prefix: "Error : Ostrel::MsgPattern::MsgPattern() : ".
+    /// The transport comes first: it is there even after a refused name.
+    ///
+    /// @param name  The name, not empty. Only workers give it a meaning: see
+    ///     MsgDealerWorkerPattern.
+    /// @throw std::logic_error "Invalid Channel name specified" for an empty name.
+    /// @throw std::runtime_error "Failed to instantiate ZMQWrapper Object" when there is no
+    ///     transport, or what building it throws: see ZMQWrapper::ZMQWrapper().
+    /// @par Logged
+    /// "Error : Ostrel::MsgPattern::MsgPattern() : " + what().
     MsgPattern(const std::string& name);
 
+    /// Never copied: a pattern owns its socket.
     MsgPattern(const MsgPattern&) = delete;
+
+    /// Never assigned, and so without a result.
+    ///
+    /// @return Nothing.
     MsgPattern& operator=(const MsgPattern&) = delete;
 
     // Slot order is ABI: append only.
 
-    /// Closes the socket, if there is one.
+    /// Closes the socket, if there is one; messages still queued are dropped.
     virtual ~MsgPattern();
 
     /// Sets a property.
     ///
-    /// Returns 0; -1, silently, where the pattern refuses because its socket already exists.
-    /// Throws std::logic_error "Invalid property - cannot be set : " + `value` for a property that
-    /// the pattern does not have, "Invalid Endpoint : " + `value` for an endpoint with a "*".
+    /// @param prop   One that the pattern has.
+    /// @param value  Its new value.
+    /// @return 0; -1, silently, where the pattern refuses because its socket already exists.
+    /// @throw std::logic_error "Invalid property - cannot be set : " + `value` for a property that
+    ///     the pattern does not have; "Invalid Endpoint : " + `value` for an endpoint with a "*".
     virtual int setProperty(channel_prop_t prop, const std::string& value) = 0;
 
-    /// A copy of a property's value.
-    /// Throws std::logic_error "Invalid property queried" for one that cannot be read.
+    /// A property's value.
+    ///
+    /// @param prop  One that can be read.
+    /// @return A copy of the value; the empty text when it was never set.
+    /// @throw std::logic_error "Invalid property queried" for another one.
     virtual std::string getProperty(channel_prop_t prop) = 0;
 
-    /// Sends a text message; connects first where that has not happened. Results: ZMQWrapper.
+    /// Sends a text message; connects first where that has not happened. It never waits.
+    ///
+    /// @param msg  The message; it stays the caller's.
+    /// @return The number of parts, or -1 when there was nothing to send.
+    /// @throw std::runtime_error what connectEndpoint() and
+    ///     ZMQWrapper::send(void*, StringMsg*) const throw.
     virtual int send(StringMsg* msg) = 0;
 
-    /// Receives a text message; connects first where that has not happened. Results and the
-    /// meaning of `timeout`: ZMQWrapper.
+    /// Receives a text message; connects first where that has not happened.
+    ///
+    /// @param msg      The message to fill; it stays the caller's. Its parts are replaced.
+    /// @param timeout  -1 waits without limit; 0 and more do not wait.
+    /// @return The number of parts, or 0 or -1 when nothing arrived.
+    /// @throw std::runtime_error what connectEndpoint() and
+    ///     ZMQWrapper::receive(void*, StringMsg*, long) const throw.
     virtual int receive(StringMsg* msg, long timeout) = 0;
 
-    /// Sends a binary message; connects first where that has not happened. Results: ZMQWrapper.
+    /// Sends a binary message; connects first where that has not happened. It never waits.
+    ///
+    /// @param msg  The message; it stays the caller's.
+    /// @return The number of parts, or -1 for null.
+    /// @throw std::runtime_error what connectEndpoint() and
+    ///     ZMQWrapper::send(void*, IpcMsg*) const throw.
     virtual int send(IpcMsg* msg) = 0;
 
-    /// Receives a binary message; connects first where that has not happened. Results and the
-    /// meaning of `timeout`: ZMQWrapper.
+    /// Receives a binary message; connects first where that has not happened.
+    ///
+    /// @param msg      The message to fill; it stays the caller's. Parts are appended to its own.
+    /// @param timeout  -1 waits without limit; 0 and more do not wait.
+    /// @return The number of parts that it then has, or 0 or -1 when nothing arrived.
+    /// @throw std::runtime_error what connectEndpoint() and
+    ///     ZMQWrapper::receive(void*, IpcMsg*&, long) const throw.
     virtual int receive(IpcMsg* msg, long timeout) = 0;
 
     /// Creates the socket and binds or connects it; does nothing once there is a socket.
+    ///
+    /// @throw std::runtime_error what ZMQWrapper::createEndpt(), ZMQWrapper::registerSender() and
+    ///     ZMQWrapper::registerReceiver() throw. After a failed bind or connect the pattern keeps
+    ///     its socket, without an endpoint.
     virtual void connectEndpoint() = 0;
 
-    /// Whether `endpoint` holds no "*". Nothing else is looked at: wildcards are refused for
-    /// binding patterns too, so that an endpoint always names one address.
+    /// Whether a text may be an endpoint: whether it holds no "*".
+    ///
+    /// Nothing else is looked at: wildcards are refused for binding patterns too, so that an
+    /// endpoint always names one address (kept).
+    ///
+    /// @param endpoint  The text.
+    /// @return True without a "*".
     bool isValidEndpt(const std::string& endpoint) const;
 
 protected:
     // Member order is ABI.
+    /// The name; never empty.
     std::string mChannelName;
-    std::map<channel_prop_t, std::string> mProperties; // Reading a property makes its entry.
-    ZMQWrapper* mpMsgQ;                                // Not owned; never null after construction.
-    void* mpSocket;                                    // Owned; null until connectEndpoint().
+    /// The values by property; reading a property makes its entry.
+    std::map<channel_prop_t, std::string> mProperties;
+    /// The transport. Not owned; never null after construction.
+    ZMQWrapper* mpMsgQ;
+    /// The socket. Owned; null until connectEndpoint(), which sets it before it binds or connects.
+    void* mpSocket;
 };
 
 } // namespace ostrel
