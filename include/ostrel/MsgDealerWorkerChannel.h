@@ -78,8 +78,8 @@ public:
     /// @param msgType   The type; exactly that, and one callback for each.
     /// @param callback  Gets the `arg` of ipcReceive(), the first part's bytes and their number,
     ///     this channel, and the client's handle. Bytes and handle are lent for the call: pass
-    ///     clone() of the handle to ipcSend(). It is not examined: requests for a null callback are
-    ///     dropped.
+    ///     clone() of the handle to ipcSend(). The pointer is not examined:
+    ///     requests for a null callback are dropped.
     /// @return 1; 0 when the type has a callback already, which stays.
     int registerCallBack(int msgType,
                          void (*callback)(int arg, const char* data, int size,

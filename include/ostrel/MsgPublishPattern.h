@@ -81,7 +81,8 @@ public:
     ///     ZMQWrapper::send(void*, IpcMsg*) const throw.
     /// @throw std::logic_error as ZMQWrapper::send(void*, IpcMsg*) const.
     /// @par Printed
-    /// "MsgPublishPattern::send: inMsg is null" for a null `msg`.
+    /// "MsgPublishPattern::send: inMsg is null" for a null `msg`. Without a transport, which the
+    /// constructor rules out, it would be "MsgPublishPattern::send: mpMsgQ is null", and -1.
     /// @par Logged
     /// "Error : Ostrel::MsgPublishPattern::send() : " + what().
     int send(IpcMsg* msg) override;

@@ -60,8 +60,8 @@ public:
     ///
     /// @param msgType   The type; exactly that, and one callback for each.
     /// @param callback  Gets the first part's bytes, valid during the call only, their number, and
-    ///     this channel, to answer on. It is not examined: messages for a null callback are
-    ///     dropped.
+    ///     this channel, to answer on. The pointer is not examined: messages for a null
+    ///     callback are dropped.
     /// @return 1; 0 when the type has a callback already, which stays.
     int registerCallBack(int msgType, void (*callback)(const char* data, int size,
                                                        MsgReplyServerChannel* channel));

@@ -27,7 +27,7 @@ namespace ostrel {
 /// std::string topic;
 /// ostrel::StringMsg message;
 /// if (subscriber.receive(topic, &message, -1) > 0) {
-///     std::printf("%s: %s\n", topic.c_str(), message[0].c_str());
+///     std::puts((topic + ": " + message[0]).c_str());
 /// }
 /// @endcode
 class MsgSubscribeChannel : public MsgChannel {
@@ -94,7 +94,7 @@ public:
     ///
     /// @param msgType   The type; exactly that, and one callback for each.
     /// @param callback  Gets the first part's bytes, valid during the call only, their number, and
-    ///     this channel. It is not examined: messages for a null callback are dropped.
+    ///     this channel. The pointer is not examined: messages for a null callback are dropped.
     /// @return 1; 0 when the type has a callback already, which stays.
     int registerCallBack(int msgType, void (*callback)(const char* data, int size,
                                                        MsgSubscribeChannel* channel));

@@ -25,7 +25,8 @@ class MsgHandle;
 /// message[0] = "north";
 /// message[1] = "21.5";
 /// message.insertPart(2, "C");
-/// std::printf("%d parts\n", message.getNumParts()); // 3
+/// const int count = message.getNumParts(); // 3
+/// std::printf("%d parts of %s", count, message[0].c_str());
 /// @endcode
 class StringMsg {
 public:

@@ -91,7 +91,7 @@ public:
     /// @param socket  The socket; null is ignored.
     /// @par Logged
     /// "Failed to set ZeroMQ Socket Linger Period : " and "Failed to close ZeroMQ Socket : ", each
-    /// + ZeroMQ's text.
+    /// followed by ZeroMQ's text.
     void deleteEndpt(void* socket) const;
 
     /// Binds a socket, whatever its pattern.
@@ -137,6 +137,8 @@ public:
     /// @throw std::runtime_error "Failed to initialize ZeroMQ messagepart : " (nothing follows),
     ///     "Failed to send messagepart : " + ZeroMQ's text, or
     ///     "Failed to close ZeroMQ messagepart : " + ZeroMQ's text.
+    /// @throw std::logic_error "ZeroMQ frame without data" should ZeroMQ give a frame no room for
+    ///     its bytes.
     /// @par Printed
     /// "nothing to send - return" for a message without parts.
     /// @par Logged
@@ -160,6 +162,8 @@ public:
     ///     "recv: Failed to close ZeroMQ messagepart:" when a frame did;
     ///     "Failed to get ZMQ_RCVMORE Option:"; each + ZeroMQ's text. Parts that arrived before
     ///     the failure stay in `msg`.
+    /// @throw std::logic_error "basic_string::_M_construct null not valid" should ZeroMQ give a
+    ///     frame without its bytes.
     /// @par Printed
     /// "receive: timeout" when nothing waits and `timeout` is 0, "nothing to received" when nothing
     /// waits and it is positive, "invalid input" for invalid input.
@@ -183,6 +187,7 @@ public:
     ///     part with a negative size ends here), "Failed to send messagepart : " + ZeroMQ's text,
     ///     or "Failed to close ZeroMQ messagepart : " + ZeroMQ's text.
     /// @throw std::logic_error "DataPart without data" for a part with a size and no buffer;
+    ///     "ZeroMQ frame without data" should ZeroMQ give a frame no room for its bytes;
     ///     "StringMsg part index out of bounds" for a message without any part while identity
     ///     framing is on, after IpcMsg has logged it too.
     /// @par Logged
@@ -208,6 +213,8 @@ public:
     ///     "recv: Failed to close ZeroMQ messagepart:" when a frame did;
     ///     "Failed to get ZMQ_RCVMORE Option:"; each + ZeroMQ's text. Parts that arrived before
     ///     the failure stay in `msg`.
+    /// @throw std::logic_error "ZeroMQ frame without data" for a header, "DataPart without data"
+    ///     for a part, should ZeroMQ give a frame without its bytes.
     /// @par Printed
     /// "ZMQWrapper::receive: about to receive the msg" before every attempt. Then, for each frame,
     /// with its size at the end: "get the identity size ", "get the msg hdr size ",
