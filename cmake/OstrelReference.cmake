@@ -3,7 +3,7 @@ find_program(OSTREL_DOXYGEN doxygen REQUIRED)
 
 set(OSTREL_REFERENCE_DIR ${PROJECT_BINARY_DIR}/reference)
 file(GLOB OSTREL_REFERENCE_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/ostrel/*.h
-     ${PROJECT_SOURCE_DIR}/docs/doxygen/*)
+     ${PROJECT_SOURCE_DIR}/docs/*.md ${PROJECT_SOURCE_DIR}/docs/doxygen/*)
 
 add_custom_command(
   OUTPUT ${OSTREL_REFERENCE_DIR}/html/index.html
