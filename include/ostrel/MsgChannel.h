@@ -15,12 +15,12 @@
 /// std::runtime_error for a call of ZeroMQ that failed, std::bad_alloc where there is no memory.
 /// An operation with a paragraph "Logged" first writes that line to syslog, through
 /// Logger::error(); several layers may each add one, the innermost first. The prefix is only in the
-/// log: what() is the text given with the exception. Exceptions that do not derive from
-/// std::exception pass through unlogged.
+/// log: what() is the text given with the exception. A line that there is no memory for is given
+/// up. Exceptions that do not derive from std::exception pass through unlogged.
 ///
-/// **Results** of a send or a receive are the number of parts that it moved, or 0 or -1 when
-/// nothing moved. Arguments that cannot be used, and messages that are not there, are results and
-/// not exceptions.
+/// **Results** of a send are the number of parts that went out, those of a receive the number that
+/// the message then has; 0 or -1 when nothing moved. Arguments that cannot be used, and messages
+/// that are not there, are results and not exceptions.
 ///
 /// **Timeouts** are milliseconds by their name: -1 waits without limit; 0 does not wait; a positive
 /// one does not wait either, but looks twice (kept: applications rely on the prompt return). Less
@@ -30,8 +30,8 @@
 /// switch (kept: applications read them). Where a paragraph "Printed" names an operation's lines,
 /// those of the operations that it uses come on top.
 ///
-/// **Threads:** an object is used by one thread at a time, its channel, pattern or message. What
-/// may be done at the same time says so.
+/// **Threads:** a channel, with its pattern and socket, and a message are used by one thread at a
+/// time. What may be done at the same time says so.
 namespace ostrel {
 
 class IpcMsg;

@@ -164,7 +164,8 @@ private:
 
 /// A broker's thread: MsgDealerWorkerPattern starts it; applications do not call it.
 ///
-/// It runs until ZeroMQ's context ends, which the library never makes it do.
+/// It runs until ZeroMQ's context ends, which the library never makes it do, or until a signal's
+/// handler runs on its thread. Then the broker is gone, and its name in the process with it.
 ///
 /// @param arg  A malloc()ed block of two socket pointers, for clients and for workers, which it
 ///     frees. For null it returns at once.

@@ -157,7 +157,7 @@ public:
     ///     but looks a second time before it gives up.
     /// @return The number of parts; -1 when nothing waits and `timeout` is 0; 0 when nothing waits
     ///     and it is positive; -1 for a null argument or a `timeout` below -1.
-    /// @throw std::runtime_error "Failed to get messagepart: ";
+    /// @throw std::runtime_error "Failed to get messagepart: ", also when a signal ends the wait;
     ///     "recv: Failed to close ZeroMQ messagepart: " when nothing arrived;
     ///     "recv: Failed to close ZeroMQ messagepart:" when a frame did;
     ///     "Failed to get ZMQ_RCVMORE Option:"; each + ZeroMQ's text. Parts that arrived before
@@ -208,7 +208,7 @@ public:
     /// @return The number of parts that the message then has; -1 when nothing waits and `timeout`
     ///     is 0; 0 when nothing waits and it is positive; -1 for a null argument or a `timeout`
     ///     below -1.
-    /// @throw std::runtime_error "Failed to get messagepart: ";
+    /// @throw std::runtime_error "Failed to get messagepart: ", also when a signal ends the wait;
     ///     "recv: Failed to close ZeroMQ messagepart: " when nothing arrived;
     ///     "recv: Failed to close ZeroMQ messagepart:" when a frame did;
     ///     "Failed to get ZMQ_RCVMORE Option:"; each + ZeroMQ's text. Parts that arrived before
