@@ -60,9 +60,7 @@ public:
     /// Never copied: a channel owns its pattern.
     MsgChannel(const MsgChannel&) = delete;
 
-    /// Never assigned, and so without a result.
-    ///
-    /// @return Nothing.
+    /// Never assigned.
     MsgChannel& operator=(const MsgChannel&) = delete;
 
     // Slot order is ABI: append only.

@@ -51,9 +51,7 @@ public:
     /// Never copied: a pattern owns its socket.
     MsgPattern(const MsgPattern&) = delete;
 
-    /// Never assigned, and so without a result.
-    ///
-    /// @return Nothing.
+    /// Never assigned.
     MsgPattern& operator=(const MsgPattern&) = delete;
 
     // Slot order is ABI: append only.

@@ -58,9 +58,7 @@ public:
     /// Never copied: there is one context.
     ZMQWrapper(const ZMQWrapper&) = delete;
 
-    /// Never assigned, and so without a result.
-    ///
-    /// @return Nothing.
+    /// Never assigned.
     ZMQWrapper& operator=(const ZMQWrapper&) = delete;
 
     /// Switches identity framing of binary messages on, for every socket of the process and for
