@@ -12,7 +12,9 @@ import unittest
 from pathlib import Path
 
 import check_blocks
+import check_errors
 import check_links
+import man_page
 
 ROOT, LIBRARY, COMPILER = None, None, None
 
@@ -416,6 +418,158 @@ class Links(Documents):
             "README.md:11: leads to no file: docs/Other.md",
             "README.md:13: leads to no file: missing.md",
         ])
+
+
+class Errors(Documents):
+    PAGE = """
+        # Errors
+
+        | Text of the exception | Source | Cause |
+        |---|---|---|
+        | `Bad : %s : End : %s` | `a/A.cpp` | x |
+        | `Ends : ` with a blank at its end | `a/A.cpp`, `b/B.h` | x |
+        | `Never` <br> `Nothing` | `b/B.h` | see [below](#lines) |
+
+        | ZeroMQ's text | Cause |
+        |---|---|
+        | `Invalid argument` | x |
+
+        | Syslog prefix | Source | Cause |
+        |---|---|---|
+        | `Error : A::b() : %s` | `a/A.cpp` | x |
+
+        ## Lines
+
+        | Line | Source | Printed |
+        |---|---|---|
+        | `got %d parts of "%d"` | `a/A.cpp` | x |
+        | `name = %s ` with a blank at its end | `a/A.cpp` | x |
+
+        | Syslog line | Source | Cause |
+        |---|---|---|
+        | `Not closed : %s` | `b/B.h` | x |
+
+        | Result | Of |
+        |---|---|
+        | -1 | `Not a text` |
+        """
+
+    def setUp(self):
+        super().setUp()
+        self.write("src/a/A.cpp", """
+            #include "b/B.h"
+            // "A comment", and a 'quote.
+            /* "Another" */
+            static_assert(sizeof(int) == 4, "odd int");
+            constexpr char quote = '"';
+            void A::b()
+            {
+                logged("Error : A::b() : ", [&] {
+                    check(zmq("IDENTITY_"), zmqText("Bad : ", error) + " : End : " + end);
+                    trace("got ", f(parts, 1), " parts of \\"", 7, "\\"");
+                    std::printf("name = "
+                                "%s \\n",
+                                name);
+                    throw std::logic_error("Ends : ");
+                });
+            }
+            """)
+        self.write("src/b/B.h", """
+            inline const char* text(bool some)
+            {
+                logCloseFailure("Not closed : ", 1);
+                throw std::logic_error(some ? "Never" : "Nothing");
+                throw std::logic_error("Ends : ");
+            }
+            """)
+        self.write("tests/docs/ZmqTexts_test.cpp", 'EXPECT_EQ(ZeroMQ("Invalid argument"), x);')
+
+    def said_of(self, page):
+        self.write("docs/errors.md", page)
+        problems, _ = check_errors.check(self.root)
+        return [str(problem) for problem in sorted(problems)]
+
+    def said_with(self, old, new):
+        self.assertIn(old, self.PAGE)
+        page = self.PAGE.replace(old, new)
+        return self.said_of(re.sub(r"^ *\0", "", page, flags=re.MULTILINE))
+
+    def test_a_page_with_all_texts_passes(self):
+        self.assertEqual(self.said_of(self.PAGE), [])
+
+    def test_a_missing_text_of_each_kind_is_found(self):
+        for row, wrong in {
+            "| `Bad : %s : End : %s` | `a/A.cpp` | x |": [
+                "src/a/A.cpp:9: docs/errors.md does not have this text: ` : End : `",
+                "src/a/A.cpp:9: docs/errors.md does not have this text: `Bad : `"],
+            "| `Error : A::b() : %s` | `a/A.cpp` | x |": [
+                "src/a/A.cpp:8: docs/errors.md does not have this prefix: `Error : A::b() : `"],
+            '| `got %d parts of "%d"` | `a/A.cpp` | x |': [
+                'src/a/A.cpp:10: docs/errors.md does not have this line: `got %d parts of "%d"`'],
+            "| `name = %s ` with a blank at its end | `a/A.cpp` | x |": [
+                "src/a/A.cpp:11: docs/errors.md does not have this line: `name = %s `"],
+            "| `Not closed : %s` | `b/B.h` | x |": [
+                "src/b/B.h:3: docs/errors.md does not have this syslog: `Not closed : `"],
+            "| `Invalid argument` | x |": [
+                "docs/errors.md:1: ZeroMQ's `Invalid argument` is provoked by a test"
+                " and not on the page"],
+        }.items():
+            with self.subTest(row):
+                self.assertEqual(self.said_with(row + "\n", "\0"), wrong)
+
+    def test_a_text_that_is_not_in_the_sources_is_found(self):
+        self.assertEqual(self.said_with("| `Never` <br> ", "| `Never` <br> `Newer` <br> "),
+                         ["docs/errors.md:7: no source has this text: `Newer`"])
+        self.assertEqual(self.said_with("| `Not closed : %s` |", "| `Not closed: %s` |"), [
+            "docs/errors.md:26: no source has this syslog: `Not closed: `",
+            "src/b/B.h:3: docs/errors.md does not have this syslog: `Not closed : `"])
+        self.assertEqual(
+            self.said_with("| `Invalid argument` | x |",
+                           "| `Invalid argument` | x |\n        | `Odd` | x |"),
+            ["docs/errors.md:12: no test provokes ZeroMQ's `Odd`"])
+
+    def test_a_text_of_another_kind_is_found(self):
+        self.assertEqual(self.said_with("| Syslog line |", "| Line |"), [
+            "docs/errors.md:26: no source has this line: `Not closed : %s`",
+            "src/b/B.h:3: docs/errors.md does not have this syslog: `Not closed : `"])
+
+    def test_wrong_places_are_found(self):
+        self.assertEqual(self.said_with("| `a/A.cpp`, `b/B.h` |", "| `a/A.cpp` |"),
+                         ["docs/errors.md:6: `Ends : ` is also in b/B.h"])
+        self.assertEqual(self.said_with('%d"` | `a/A.cpp` |', '%d"` | `a/A.cpp`, `b/B.h` |'),
+                         ["docs/errors.md:21: not in b/B.h"])
+
+    def test_rows_of_another_form_are_found(self):
+        self.assertEqual(self.said_with("| `Never` <br> `Nothing` |", "| `Nothing` <br> `Never` |"),
+                         [])
+        self.assertEqual(self.said_with("`Never` <br> `Nothing`", "`A` <br> `Never` <br> `Nothing`"),
+                         ["docs/errors.md:7: `A` is not in its place: rows are sorted",
+                          "docs/errors.md:7: no source has this text: `A`"])
+        self.assertEqual(self.said_with("Ends : ` with a blank at its end", "Ends : `"),
+                         ["docs/errors.md:6: say 'with a blank at its end' of such texts, and of"
+                          " no other"])
+        self.assertEqual(self.said_with("`b/B.h` | see [below](#lines) |", "`b/B.h` | |"),
+                         ["docs/errors.md:7: a row with an empty cell"])
+
+    def test_the_man_page_follows_the_page(self):
+        self.said_of(self.PAGE)
+        result = self.root / man_page.RESULT
+        result.parent.mkdir()
+        stale = ["docs/man/ostrel-errors.7:1:"
+                 " not made of docs/errors.md as it is now: run scripts/man-pages"]
+        self.assertEqual([str(problem) for problem in man_page.check(self.root)], stale)
+        made = man_page.man_page(self.root)
+        self.assertIn(".TP\n\\fBNever\\fR\n.TQ\n\\fBNothing\\fR\n"
+                      "\\fISource\\fR: \\fBb/B.h\\fR\n.br\n\\fICause\\fR: see below\n", made)
+        result.write_text(made, encoding="utf-8")
+        self.assertEqual(man_page.check(self.root), [])
+        self.said_with("Never", "Newer")
+        self.assertEqual([str(problem) for problem in man_page.check(self.root)], stale)
+        self.said_of(self.PAGE)
+        result.write_text(made.replace(".TQ", ".TX"), encoding="utf-8")
+        said = [str(problem) for problem in man_page.check(self.root)]
+        self.assertEqual(said[:1], stale)
+        self.assertIn("macro 'TX' not defined", said[1].replace("`", "'"))
 
 
 if __name__ == "__main__":
