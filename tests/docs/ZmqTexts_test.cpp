@@ -25,6 +25,7 @@
 #include <thread>
 #include <unistd.h>
 #include <vector>
+#include <zmq.h>
 
 namespace {
 
@@ -109,7 +110,7 @@ TEST(ZmqTexts, AnEndedContextWouldGetContextWasTerminated)
     support::ZmqSpy zmq;
     ostrel::MsgReplyServerChannel server("a");
     server.setServerEndPoint(endpoint.text());
-    zmq.fail("zmq_recvmsg", 1, 156384765); // ETERM
+    zmq.fail("zmq_recvmsg", 1, ETERM);
     ostrel::IpcMsg msg;
     EXPECT_EQ("Failed to get messagepart: " + ZeroMQ("Context was terminated"),
               failureOf([&] { server.ipcReceive(&msg, 0); }));
@@ -182,6 +183,21 @@ TEST(ZmqTexts, AnEndpointThatWasNotSetOrIsNoneGetsInvalidArgument)
         expectBindingToFail(endpoint, ZeroMQ("Invalid argument"));
         EXPECT_EQ(connectedTo(endpoint, ZeroMQ("Invalid argument")), failureOfConnecting(endpoint));
     }
+}
+
+TEST(ZmqTexts, AnOptionThatTheSocketLacksGetsInvalidArgument)
+{
+    ostrel::ZMQWrapper& transport = *ostrel::ZMQWrapper::getInstance();
+    void* socket = transport.createEndpt(ZMQ_REQ);
+    const std::string expected =
+        "Failed to set ZeroMQ Socket Option : " + ZeroMQ("Invalid argument");
+    EXPECT_EQ(expected, failureOf([&] { transport.setOption(socket, ostrel::OPT_SUBSCRIBE, ""); }));
+    for (const std::size_t length : {0U, 256U}) {
+        const std::string identity(length, 'a');
+        EXPECT_EQ(expected,
+                  failureOf([&] { transport.setOption(socket, ostrel::OPT_IDENTITY, identity); }));
+    }
+    transport.deleteEndpt(socket);
 }
 
 TEST(ZmqTexts, BindingANameGetsNoSuchDevice)

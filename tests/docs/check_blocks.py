@@ -29,9 +29,11 @@ permits it, in a network of their own.
 """
 
 import argparse
+import ctypes
 import difflib
 import os
 import re
+import signal
 import subprocess
 import sys
 import tempfile
@@ -246,9 +248,19 @@ def check_cmake(tools, page, block, number):
         page.complain(block.line, "CMake cannot parse it: " + " ".join(said.split()))
 
 
+LIBC = ctypes.CDLL(None)
+
+
+def end_with_the_checker():
+    """Some programs never end by themselves, and the checker may be killed."""
+    pr_set_pdeathsig = 1
+    LIBC.prctl(pr_set_pdeathsig, signal.SIGKILL)
+
+
 def start(program, folder, stream):
     return subprocess.Popen([str(program.binary)], cwd=folder, text=True,
-                            stdin=subprocess.DEVNULL, stdout=stream, stderr=stream)
+                            stdin=subprocess.DEVNULL, stdout=stream, stderr=stream,
+                            preexec_fn=end_with_the_checker)
 
 
 def check_run(page, program, seconds):

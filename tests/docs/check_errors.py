@@ -10,8 +10,9 @@ Every string literal of src is one of these, or stands in NO_TEXTS:
   text     of an exception
 
 The page has them in the first cells of tables whose first column is headed as in KINDS, with a %s
-for what follows, and in the second cell the files that they stand in. Its rows are sorted. The texts
-of ZeroMQ's under "ZeroMQ's text" are those that tests/docs/ZmqTexts_test.cpp provokes.
+for what follows, and in the second cell the files that they stand in. The rows of a table are
+sorted. The texts of ZeroMQ's under "ZeroMQ's text" are those that tests/docs/ZmqTexts_test.cpp
+provokes.
 """
 
 import argparse
@@ -161,7 +162,8 @@ class Page:
         for text in shown:
             at_end = " with a blank at its end" in row.cells[0]
             if (text != text.rstrip()) != at_end:
-                self.complain(row.line, "say 'with a blank at its end' of such texts, and of no other")
+                self.complain(row.line,
+                              "say 'with a blank at its end' of such texts, and of no other")
         files = set(code_spans(row.cells[1])) if len(row.cells) > 1 and kind != "zmq" else set()
         self.rows.append((kind, shown, {name for name in files if re.search(r"\.(h|cpp)$", name)},
                           row))

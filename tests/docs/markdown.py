@@ -48,7 +48,7 @@ MARKER = re.compile(r"^<!--\s*([a-z]+)(?::\s*(.*?))?\s*-->$", re.DOTALL)
 
 
 def blocks_of(page, lines):
-    """The fenced blocks of a page with the markers in front of them, and what is wrong with both."""
+    """The fenced blocks of a page with their markers, and what is wrong with both."""
     blocks, problems, pending = [], [], []
 
     def drop_markers():
