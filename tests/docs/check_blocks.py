@@ -211,18 +211,25 @@ def source_of_fragments(page, fragments, headers):
     """One source for all fragments of a page, each in a namespace or a function of its own."""
     included = [f"#include <{name}>\n" for name in STANDARD_HEADERS + headers]
     bodies = []
-    for block in fragments:
-        code = ""
-        for offset, line in enumerate(block.lines, 1):
+
+    def code_of(lines, number):
+        """The lines, the first of which has the number, without those that go to the top."""
+        code = line_directive(page, number)
+        for line in lines:
             if INCLUDE.match(line):
-                included.append(line_directive(page, block.line + offset) + line + "\n")
+                included.append(line_directive(page, number) + line + "\n")
                 line = ""
             code += line + "\n"
-        needs = "".join(line_directive(page, marker.line) + marker.value + "\n"
-                        for marker in block.markers if marker.word == "needs")
+            number += 1
+        return code
+
+    for block in fragments:
+        code = "".join(code_of(marker.value.split("\n"), marker.line)
+                       for marker in block.markers if marker.word == "needs")
+        code += code_of(block.lines, block.line + 1)
         scope = "namespace" if DECLARES.search(block.text) else "void"
         name = f"fragment{block.line}" + ("" if scope == "namespace" else "()")
-        bodies.append(f"{scope} {name} {{\n{needs}{line_directive(page, block.line + 1)}{code}}}\n")
+        bodies.append(f"{scope} {name} {{\n{code}}}\n")
     return "".join(included + bodies)
 
 

@@ -86,6 +86,13 @@ class Blocks(Documents):
             }
             ```
 
+            <!-- needs: #include <arpa/inet.h> -->
+            <!-- needs: int type =
+                             7; -->
+            ```cpp
+            const auto bytes = htonl(static_cast<std::uint32_t>(type));
+            ```
+
             - In a list:
 
               ```cpp
