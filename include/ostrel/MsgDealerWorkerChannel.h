@@ -108,8 +108,8 @@ public:
     /// On every turn "MsgDealerWorkerChannel::ipcReceive before receive", the pattern's lines, and
     /// "MsgDealerWorkerChannel::ipcReceive got the msg retCode = " with the result. When a request
     /// arrived, `MsgDealerWorkerChannel::ipcReceive got the msg retCode = RESULT type TYPE`; for
-    /// each callback, in the order of the types, `--> msgType TYPE - pointer ADDRESS`; and
-    /// "MsgDealerWorkerChannel::ipcReceive found call back" or
+    /// each callback, in the order of the types, `--> msgType TYPE - pointer ADDRESS`, where the
+    /// address of null is "(nil)"; and "MsgDealerWorkerChannel::ipcReceive found call back" or
     /// "MsgDealerWorkerChannel::ipcReceive could not find it".
     int ipcReceive(int arg, long timeoutMs);
 

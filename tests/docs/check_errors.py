@@ -3,8 +3,8 @@
 
 Every string literal of src is one of these, or stands in NO_TEXTS:
 
-  line     printed on standard output: what trace(), lines.add() and printf() are given. %d, %s and
-           %p stand for what is not a literal.
+  line     printed on standard output: what trace(), lines.add(), lines.addWithText() and printf()
+           are given. %d, %s and %p stand for what is not a literal.
   prefix   begins with "Error : ", goes in front of a text in syslog
   syslog   goes to syslog without a prefix: what logCloseFailure() is given
   text     of an exception
@@ -41,6 +41,8 @@ NO_TEXTS = {
     "IDENTITY_",
     "Ostrel",
     "-2147483648",
+    "0x0123456789abcdef",
+    "(nil)",
 }
 
 # Literals, character literals and comments, in the order of their beginnings.
@@ -48,7 +50,7 @@ TOKEN = re.compile(r'"((?:[^"\\\n]|\\.)*)"|\'(?:[^\'\\\n]|\\.)+\'|//[^\n]*|/\*.*
 DIRECTIVE = re.compile(r"^\s*#.*$", re.MULTILINE)
 # What the compiler says.
 STATIC_ASSERT = re.compile(r"static_assert\s*\(")
-PRINTING = re.compile(r"(?<![\w:.>])(trace|lines\.add|(?:std::)?(?:printf|puts))\s*\(")
+PRINTING = re.compile(r"(?<![\w:.>])(trace|m?[lL]ines\.add(?:WithText)?|(?:std::)?(?:printf|puts))\s*\(")
 ESCAPES = {r"\n": "\n", r"\"": '"', r"\\": "\\", r"\t": "\t"}
 
 
@@ -90,6 +92,13 @@ def arguments_at(code, start):
     return parts, at
 
 
+def stand_in(function, place, argument):
+    """What the page has for an argument that is not a literal."""
+    if function.endswith("WithText") and place == 1:
+        return "%s"
+    return "%p" if "const void*" in argument else "%d"
+
+
 def texts_of(source):
     """The texts in a source: (kind, text, line)."""
     code, literals = plain_code(source)
@@ -107,7 +116,8 @@ def texts_of(source):
         if "print" in call[1]:
             line = literals[int(numbers[0][1])].removesuffix("\n")
         else:
-            line = "".join(literals[int(number[1])] if number else "%d" for number in numbers)
+            line = "".join(literals[int(number[1])] if number else stand_in(call[1], place, argument)
+                           for place, (number, argument) in enumerate(zip(numbers, arguments)))
         found.append(("line", line, code.count("\n", 0, call.start()) + 1))
     logged = {int(number) for number in re.findall(r'logCloseFailure\(\s*"(\d+)"', code)}
     for match in re.finditer(r'"(\d+)"', code):

@@ -449,7 +449,9 @@ class Errors(Documents):
 
         | Line | Source | Printed |
         |---|---|---|
+        | `at %x` | `a/A.cpp` | x |
         | `got %d parts of "%d"` | `a/A.cpp` | x |
+        | `in %p` | `a/A.cpp` | x |
         | `name = %s ` with a blank at its end | `a/A.cpp` | x |
 
         | Syslog line | Source | Cause |
@@ -474,9 +476,11 @@ class Errors(Documents):
                 logged("Error : A::b() : ", [&] {
                     check(zmq("IDENTITY_"), zmqText("Bad : ", error) + " : End : " + end);
                     trace("got ", f(parts, 1), " parts of \\"", 7, "\\"");
-                    std::printf("name = "
-                                "%s \\n",
+                    mLines.addWithText("name = ", name(1, 2), " ");
+                    std::printf("at "
+                                "%x\\n",
                                 name);
+                    lines.add("in ", reinterpret_cast<const void*>(place));
                     throw std::logic_error("Ends : ");
                 });
             }
@@ -528,7 +532,7 @@ class Errors(Documents):
         self.assertEqual(self.said_with("| `Never` <br> ", "| `Never` <br> `Newer` <br> "),
                          ["docs/errors.md:7: no source has this text: `Newer`"])
         self.assertEqual(self.said_with("| `Not closed : %s` |", "| `Not closed: %s` |"), [
-            "docs/errors.md:26: no source has this syslog: `Not closed: `",
+            "docs/errors.md:28: no source has this syslog: `Not closed: `",
             "src/b/B.h:3: docs/errors.md does not have this syslog: `Not closed : `"])
         self.assertEqual(
             self.said_with("| `Invalid argument` | x |",
@@ -537,14 +541,14 @@ class Errors(Documents):
 
     def test_a_text_of_another_kind_is_found(self):
         self.assertEqual(self.said_with("| Syslog line |", "| Line |"), [
-            "docs/errors.md:26: no source has this line: `Not closed : %s`",
+            "docs/errors.md:28: no source has this line: `Not closed : %s`",
             "src/b/B.h:3: docs/errors.md does not have this syslog: `Not closed : `"])
 
     def test_wrong_places_are_found(self):
         self.assertEqual(self.said_with("| `a/A.cpp`, `b/B.h` |", "| `a/A.cpp` |"),
                          ["docs/errors.md:6: `Ends : ` is also in b/B.h"])
         self.assertEqual(self.said_with('%d"` | `a/A.cpp` |', '%d"` | `a/A.cpp`, `b/B.h` |'),
-                         ["docs/errors.md:21: not in b/B.h"])
+                         ["docs/errors.md:22: not in b/B.h"])
 
     def test_rows_of_another_form_are_found(self):
         self.assertEqual(self.said_with("| `Never` <br> `Nothing` |", "| `Nothing` <br> `Never` |"),
