@@ -23,6 +23,33 @@ void copyParts(const std::vector<DataPart>& source, std::vector<DataPart>& parts
     }
 }
 
+/// Unlike std::swap(), which would copy.
+void swapBytes(DataPart& one, DataPart& other)
+{
+    std::swap(one.mData, other.mData);
+    std::swap(one.mSize, other.mSize);
+}
+
+/// Inserts a part that takes the bytes of `part`, unless that fails.
+void insertTaken(std::vector<DataPart>& parts, unsigned int index, DataPart& part)
+{
+    if (index == parts.size()) {
+        parts.emplace_back();
+        swapBytes(parts.back(), part);
+        return;
+    }
+    // Parts can only be copied, and a copy can fail: the new list is made aside, so that the
+    // message stays as it was when it does.
+    const auto position = parts.begin() + static_cast<std::ptrdiff_t>(index);
+    std::vector<DataPart> grown;
+    grown.reserve(parts.size() + 1);
+    grown.insert(grown.end(), parts.begin(), position);
+    grown.emplace_back();
+    grown.insert(grown.end(), position, parts.end());
+    swapBytes(grown[index], part);
+    parts.swap(grown);
+}
+
 } // namespace
 
 IpcMsg::IpcMsg() : IpcMsg(0, 0) {}
@@ -114,50 +141,49 @@ void IpcMsg::setHandle(const MsgHandle* handle)
 
 DataPart& IpcMsg::operator[](unsigned int index)
 {
-    if (index >= mParts.size()) {
-        // Prefix and text name the text message, with this class's lower-case library word. Kept:
-        // log filters rely on both.
-        logged("Error : ostrel::StringMsg::operator []() : ",
-               [] { detail::throwLogicError("StringMsg part index out of bounds"); });
+    if (index < mParts.size()) {
+        return mParts[index];
     }
-    return mParts[index];
+    // Prefix and text name the text message, with this class's lower-case library word. Kept: log
+    // filters rely on both.
+    return logged("Error : ostrel::StringMsg::operator []() : ", []() -> DataPart& {
+        detail::throwLogicError("StringMsg part index out of bounds");
+    });
 }
 
 int IpcMsg::insertPart(unsigned int index, DataPart part)
 {
     require(index <= mParts.size(), "Invalid part number");
-    if (index == mParts.size()) {
-        mParts.push_back(part);
-        return 0;
-    }
-    // Parts can only be copied, and a copy can fail: the new list is made aside, so that the
-    // message stays as it was when it does.
-    const auto position = mParts.begin() + static_cast<std::ptrdiff_t>(index);
-    std::vector<DataPart> grown;
-    grown.reserve(mParts.size() + 1);
-    grown.insert(grown.end(), mParts.begin(), position);
-    grown.push_back(part);
-    grown.insert(grown.end(), position, mParts.end());
-    mParts.swap(grown);
+    DataPart copy(part);
+    insertTaken(mParts, index, copy);
     return 0;
 }
 
 int IpcMsg::insertPart(unsigned int index, const char* data, int size)
 {
     require(index <= mParts.size(), "Invalid part number");
-    return insertPart(index, DataPart(detail::copyBytes(data, size), size));
+    DataPart copy(detail::copyBytes(data, size), size);
+    insertTaken(mParts, index, copy);
+    return 0;
 }
 
 int IpcMsg::removePart(unsigned int index)
 {
     require(index < mParts.size(), "Invalid part number");
-    // Every later part moves down by a copy. The copies are made aside first, so that the message
-    // stays as it was when one of them fails.
-    const auto position = mParts.begin() + static_cast<std::ptrdiff_t>(index);
-    std::vector<DataPart> later(position + 1, mParts.end());
-    for (std::size_t i = 0; i < later.size(); ++i) {
-        std::swap(mParts[index + i].mData, later[i].mData);
-        std::swap(mParts[index + i].mSize, later[i].mSize);
+    DataPart removed;
+    swapBytes(removed, mParts[index]);
+    std::size_t next = index + std::size_t(1);
+    try {
+        for (; next < mParts.size(); ++next) {
+            mParts[next - 1] = mParts[next];
+        }
+    } catch (...) {
+        // The copies that were made are moved back up, so that the message stays as it was.
+        for (std::size_t place = next - 1; place > index; --place) {
+            swapBytes(mParts[place], mParts[place - 1]);
+        }
+        swapBytes(mParts[index], removed);
+        throw;
     }
     mParts.pop_back();
     return 0;

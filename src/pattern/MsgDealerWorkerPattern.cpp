@@ -39,25 +39,38 @@ std::string identityOf(const MsgHandle* handle)
     return static_cast<const MsgDealerWorkerHandle*>(handle)->getIdentity();
 }
 
-/// Turns the identity in front of a received message into its handle.
-template <typename Msg> void takeIdentity(Msg& msg, const std::string& identity)
+/// Gives a received message the handle that was made of the identity in front of it.
+template <typename Msg> void replaceIdentity(Msg& msg, const MsgDealerWorkerHandle& handle)
 {
-    MsgDealerWorkerHandle handle;
-    handle.setIdentity(identity);
     msg.removePart(0);
     msg.setHandle(&handle);
 }
 
-/// The identity in the first part of a binary message: cut as above, and at its first zero byte.
-std::string readIdentity(const DataPart& part)
-{
-    char identity[wholeIdentity + 1] = {};
-    if (part.mData != nullptr && part.mSize > 0) {
-        const int length = part.mSize <= wholeIdentity ? part.mSize : cutIdentity;
-        std::memcpy(identity, part.mData, static_cast<std::size_t>(length));
+/// The identity in the first part of a binary message: cut as above. The text ends at its first
+/// zero byte.
+class BinaryIdentity {
+public:
+    explicit BinaryIdentity(const DataPart& part) : mText{}, mLength(0)
+    {
+        if (part.mData != nullptr && part.mSize > 0) {
+            mLength = part.mSize <= wholeIdentity ? part.mSize : cutIdentity;
+            std::memcpy(mText, part.mData, static_cast<std::size_t>(mLength));
+        }
     }
-    return identity;
-}
+
+    const char* text() const
+    {
+        return mText;
+    }
+    int length() const
+    {
+        return mLength;
+    }
+
+private:
+    char mText[wholeIdentity + 1];
+    int mLength;
+};
 
 } // namespace
 
@@ -115,7 +128,9 @@ int MsgDealerWorkerPattern::receive(StringMsg* msg, long timeoutMs)
             return received;
         }
         trace("MsgDealerWorkerPattern:receive numParts=", msg->getNumParts());
-        takeIdentity(*msg, (*msg)[0]);
+        MsgDealerWorkerHandle handle;
+        handle.setIdentity((*msg)[0]);
+        replaceIdentity(*msg, handle);
         return received - 1;
     });
 }
@@ -162,9 +177,11 @@ int MsgDealerWorkerPattern::receive(IpcMsg* msg, long timeoutMs)
             return received;
         }
         lines.add("MsgDealerWorkerPattern:receive numParts=", msg->getNumParts());
-        const std::string identity = readIdentity((*msg)[0]);
-        lines.addWithText("===> identity = ", identity.c_str(), " ");
-        takeIdentity(*msg, identity);
+        const BinaryIdentity identity((*msg)[0]);
+        lines.addWithText("===> identity = ", identity.text(), " ");
+        MsgDealerWorkerHandle handle;
+        handle.setIdentity(identity.text(), identity.length());
+        replaceIdentity(*msg, handle);
         return received - 1;
     });
 }

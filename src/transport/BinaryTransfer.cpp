@@ -117,10 +117,10 @@ private:
     std::vector<Bytes> mMore;
 };
 
-/// Appends the parts of the next message to `msg`. The first one is an identity where messages are
-/// framed by them.
-int appendMessage(void* socket, long timeout, IpcMsg& msg, bool identityPending)
+/// Appends the parts of the next message to `msg`; the first one is an identity if it is `framed`.
+int appendMessage(void* socket, long timeout, IpcMsg& msg, bool framed)
 {
+    bool identityPending = framed;
     bool headerPending = true;
     int type = 0;
     ArrivedParts parts(msg);
