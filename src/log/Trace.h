@@ -82,15 +82,13 @@ public:
         constexpr std::size_t others = Size - 1 + (TraceRoom<Items>::characters + ...) + 1;
         static_assert(others <= Room, "no room for the line");
         const std::size_t length = std::strlen(text);
-        if (mSize + others + length > Room) {
-            print();
-        }
-        // Held if the line is handed over in pieces, which it is if it has no room here.
+        const bool fits = mSize + others + length <= Room;
+        // The stream is held, so that a line that is handed over in pieces stays whole.
         flockfile(stdout);
         append(before, Size - 1);
         append(text, length);
         add(after...);
-        if (others + length > Room) {
+        if (!fits) {
             print();
         }
         funlockfile(stdout);
