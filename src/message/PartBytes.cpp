@@ -21,19 +21,28 @@ namespace {
 std::array<std::atomic<char*>, 3> kept;
 
 /// What is kept is smaller: in all it stays some megabytes.
-constexpr std::size_t tooLarge = 4U << 20U;
+constexpr int tooLarge = 4 * 1024 * 1024;
 
-/// A kept buffer of this length, give or take what malloc() adds, or null. Others that it comes
-/// across are of an earlier length and are freed.
-char* takeKept(std::size_t length)
+/// A kept buffer tells in front what size it was made for.
+void noteSize(char* buffer, int size)
+{
+    std::memcpy(buffer, &size, sizeof size);
+}
+
+int notedSize(const char* buffer)
+{
+    int size = 0;
+    std::memcpy(&size, buffer, sizeof size);
+    return size;
+}
+
+/// A kept buffer of this size, or null. Others that it comes across are of earlier sizes and are
+/// freed.
+char* takeKept(int size)
 {
     for (std::atomic<char*>& place : kept) {
         char* buffer = place.exchange(nullptr, std::memory_order_acquire);
-        if (buffer == nullptr) {
-            continue;
-        }
-        const std::size_t usable = malloc_usable_size(buffer);
-        if (usable >= length && usable - length <= length / 8) {
+        if (buffer != nullptr && notedSize(buffer) == size) {
             return buffer;
         }
         std::free(buffer);
@@ -42,10 +51,10 @@ char* takeKept(std::size_t length)
 }
 
 /// Apart, so that a small part is not charged for it.
-[[gnu::noinline]] void* allocateLarge(std::size_t length)
+[[gnu::noinline]] void* allocateLarge(int size)
 {
-    void* buffer = takeKept(length);
-    return buffer != nullptr ? buffer : std::malloc(length);
+    void* buffer = takeKept(size);
+    return buffer != nullptr ? buffer : std::malloc(static_cast<std::size_t>(size));
 }
 
 } // namespace
@@ -57,16 +66,19 @@ char* copyBytes(const void* data, int size)
     }
     require(data != nullptr, "DataPart without data");
     const auto length = static_cast<std::size_t>(size);
-    void* copy = size < largeSize ? std::malloc(length) : allocateLarge(length);
+    void* copy = size < largeSize ? std::malloc(length) : allocateLarge(size);
     if (copy == nullptr) {
         throw std::bad_alloc();
     }
     return static_cast<char*>(std::memcpy(copy, data, length));
 }
 
-void releaseLarge(char* data)
+void releaseLarge(char* data, int size)
 {
-    if (data != nullptr && malloc_usable_size(data) < tooLarge) {
+    // An application may have said more than there is.
+    if (data != nullptr && size < tooLarge &&
+        malloc_usable_size(data) >= static_cast<std::size_t>(size)) {
+        noteSize(data, size);
         for (std::atomic<char*>& place : kept) {
             char* none = nullptr;
             if (place.compare_exchange_strong(none, data, std::memory_order_release,

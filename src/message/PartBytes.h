@@ -13,15 +13,15 @@ char* copyBytes(const void* data, int size);
 /// From this size on a buffer is worth keeping for the next message.
 constexpr int largeSize = 32 * 1024;
 
-/// Frees a part's large buffer, or keeps it for the next large part.
-void releaseLarge(char* data);
+/// Frees a part's large buffer, or keeps it for the next part of that size.
+void releaseLarge(char* data, int size);
 
 /// Gives a part's bytes back, null included. `size` is what the part says; its buffer may come from
 /// elsewhere and be another.
 inline void releaseBytes(char* data, int size)
 {
     if (size >= largeSize) {
-        releaseLarge(data);
+        releaseLarge(data, size);
     } else {
         std::free(data);
     }

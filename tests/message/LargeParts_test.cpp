@@ -4,6 +4,7 @@
 #include "ostrel/IpcMsg.h"
 #include "support/AllocFault.h"
 
+#include <cstdlib>
 #include <gtest/gtest.h>
 #include <list>
 #include <string>
@@ -98,32 +99,27 @@ TEST(LargeParts, LeaveThreeBuffersAtMost)
     EXPECT_EQ(allocations.take(), 7);
 }
 
-TEST(LargeParts, DoNotTakeABufferThatIsTooSmall)
+TEST(LargeParts, FreeBuffersOfAnotherSize)
 {
-    makeAndDestroy(std::string(60 * KiB, 'a'));
-    Allocations allocations(64 * KiB);
-    makeAndDestroy(std::string(64 * KiB, 'b'));
-    EXPECT_EQ(allocations.take(), 1);
-}
-
-TEST(LargeParts, TakeABufferThatIsUpToAnEighthTooLarge)
-{
-    Allocations allocations(64 * KiB);
-    makeAndDestroy(std::string(70 * KiB, 'a'));
-    makeAndDestroy(std::string(64 * KiB, 'b'));
-    EXPECT_EQ(allocations.take(), 0);
-}
-
-TEST(LargeParts, FreeABufferThatIsLargerThanThat)
-{
-    makeAndDestroy(std::string(80 * KiB, 'a'));
-    {
+    for (const std::size_t other : {64 * KiB - 1, 64 * KiB + 1}) {
+        SCOPED_TRACE(other);
+        makeTogether(3, other);
         Allocations allocations(64 * KiB);
         makeAndDestroy(std::string(64 * KiB, 'b'));
         EXPECT_EQ(allocations.take(), 1);
+        Allocations others(other);
+        makeTogether(3, other);
+        EXPECT_EQ(others.take(), 3);
     }
-    Allocations allocations(80 * KiB);
-    makeAndDestroy(std::string(80 * KiB, 'c'));
+}
+
+TEST(LargeParts, LeaveNothingWhenTheySayMoreThanTheyHave)
+{
+    {
+        const ostrel::DataPart part(std::malloc(100), 64 * KiB);
+    }
+    Allocations allocations(64 * KiB);
+    makeAndDestroy(std::string(64 * KiB, 'a'));
     EXPECT_EQ(allocations.take(), 1);
 }
 
