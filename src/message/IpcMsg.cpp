@@ -6,6 +6,7 @@
 #include "message/PartBytes.h"
 
 #include <cstddef>
+#include <stdexcept>
 #include <utility>
 
 namespace ostrel {
@@ -21,6 +22,11 @@ void copyParts(const std::vector<DataPart>& source, std::vector<DataPart>& parts
     for (std::size_t i = 0; i < source.size(); ++i) {
         parts[i] = source[i];
     }
+}
+
+DataPart& throwOutOfBounds()
+{
+    throw std::logic_error("StringMsg part index out of bounds");
 }
 
 /// Unlike std::swap(), which would copy.
@@ -146,9 +152,7 @@ DataPart& IpcMsg::operator[](unsigned int index)
     }
     // Prefix and text name the text message, with this class's lower-case library word. Kept: log
     // filters rely on both.
-    return logged("Error : ostrel::StringMsg::operator []() : ", []() -> DataPart& {
-        detail::throwLogicError("StringMsg part index out of bounds");
-    });
+    return logged("Error : ostrel::StringMsg::operator []() : ", throwOutOfBounds);
 }
 
 int IpcMsg::insertPart(unsigned int index, DataPart part)
