@@ -179,6 +179,7 @@ int MsgDealerWorkerPattern::receive(IpcMsg* msg, long timeoutMs)
         lines.add("MsgDealerWorkerPattern:receive numParts=", msg->getNumParts());
         const BinaryIdentity identity((*msg)[0]);
         lines.addWithText("===> identity = ", identity.text(), " ");
+        lines.print(); // The handle that the message had may be the application's, and print too.
         MsgDealerWorkerHandle handle;
         handle.setIdentity(identity.text(), identity.length());
         replaceIdentity(*msg, handle);

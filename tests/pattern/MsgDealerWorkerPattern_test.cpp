@@ -5,6 +5,8 @@
 #include "pattern/WorkerTesting.h"
 #include "support/AllocFault.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <new>
@@ -520,6 +522,29 @@ TEST(WorkerBinarySend, PutsTheClientInFrontForTheTransport)
     EXPECT_EQ(clientOf(msg.getHandle()), "client");
     EXPECT_EQ(msg.getMsgType(), 7);
     EXPECT_EQ(msg.getMsgSubType(), 258);
+}
+
+TEST(WorkerBinaryReceive, PrintsItsLinesBeforeTheHandleThatTheMessageHadIsDeleted)
+{
+    struct Talking : MsgHandle {
+        ~Talking() override
+        {
+            std::printf("deleted\n");
+        }
+        MsgHandle* clone() const override
+        {
+            return new Talking;
+        }
+    };
+    Joined joined;
+    IpcMsg msg;
+    const Talking talking;
+    msg.setHandle(&talking);
+    joined.broker.send({"client", header(7, 0), "data"});
+    Watch watch;
+    const std::string printed = watch([&] { return joined.worker.receive(&msg, -1); }).printed;
+    const std::string last = "===> identity = client \ndeleted\n";
+    EXPECT_EQ(printed.substr(printed.size() - std::min(printed.size(), last.size())), last);
 }
 
 TEST(WorkerBinarySend, ReturnsOneForAnAnswerOfOnePart)
